@@ -1,0 +1,23 @@
+// Process-wide driver state: one copy per daemon, shared by every port and
+// channel that uses the protocol (interleaved commands for two cameras of one
+// protocol affect each other, as the cameras in the field expect).
+#pragma once
+
+#include <cstdint>
+
+namespace ptz {
+
+struct PelcoDState {
+    uint16_t command = 0;
+    uint8_t data1 = 0;
+    uint8_t data2 = 0;
+    void reset() { *this = PelcoDState{}; }
+};
+
+struct DriverStates {
+    PelcoDState pelcod;      // RS-485 Pelco-D
+    PelcoDState pelcod_tvi;  // Pelco-D over TVI coax
+    uint8_t hikc_last_code = 0;
+};
+
+}  // namespace ptz

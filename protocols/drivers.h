@@ -1,0 +1,17 @@
+// Entry points of the protocol drivers. A driver takes the line (a port of
+// the port table, or the video channel for the coax drivers), the camera
+// address and the command buffer, which it may rewrite.
+#pragma once
+
+#include <cstdint>
+
+namespace ptz {
+class Daemon;
+
+using DriverFn = void (*)(Daemon& d, int line, uint16_t addr, uint8_t* cmd);
+
+void PTZAction_PelcoD(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_PelcoD_TVI(Daemon& d, int channel, uint16_t addr, uint8_t* cmd);
+void PTZAction_HIKC(Daemon& d, int channel, uint16_t addr, uint8_t* cmd);
+
+}  // namespace ptz
