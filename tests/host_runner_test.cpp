@@ -12,18 +12,19 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
-
-#include "common/wire.h"
 
 namespace {
 
@@ -32,28 +33,34 @@ using Bytes = std::vector<uint8_t>;
 using Clock = std::chrono::steady_clock;
 constexpr auto kPatience = std::chrono::seconds(5);
 
+// Little-endian, as the recorder lays out its records. The test builds them
+// itself: it sees the daemon only from outside, like the recorder does.
+void put_le(uint8_t* p, uint32_t v, int width) {
+    for (int i = 0; i < width; ++i) p[i] = static_cast<uint8_t>(v >> (8 * i));
+}
+
 // Channel 0 on RS-485 port 2: Pelco-D camera 1, with the given baud index,
 // 8 data bits, even parity, one stop bit.
 std::string conf_image(uint8_t baud_index) {
     constexpr size_t kChannelRecord = 4016;
     std::string img(64 * kChannelRecord, '\0');
     auto* b = reinterpret_cast<uint8_t*>(img.data());
-    ptz::wr32(b, 0x12345678);
+    put_le(b, 0x12345678, 4);
     b[2990] = 2;           // PTZ port
     b[2992] = baud_index;  // 2: 4800, 3: 9600
     b[2993] = 0;           // one stop bit
     b[2994] = 0;           // 8 data bits
     b[2995] = 1;           // even parity
-    ptz::wr16(b + 2996, 1);
-    ptz::wr16(b + 2998, 0x1600);
+    put_le(b + 2996, 1, 2);
+    put_le(b + 2998, 0x1600, 2);
     return img;
 }
 
 Bytes command(uint16_t msg_id, uint16_t action, uint8_t x, uint8_t y) {
     Bytes m(28, 0);
-    ptz::wr16(m.data(), msg_id);
-    ptz::wr32(m.data() + 4, 24);
-    ptz::wr16(m.data() + 10, action);
+    put_le(m.data(), msg_id, 2);
+    put_le(m.data() + 4, 24, 4);
+    put_le(m.data() + 10, action, 2);
     m[12] = x;
     m[13] = y;
     return m;
@@ -85,8 +92,9 @@ class HostRunnerTest : public ::testing::Test {
         char tmpl[] = "/tmp/ptzhost.XXXXXX";
         ASSERT_NE(mkdtemp(tmpl), nullptr);
         dir_ = tmpl;
-        for (const char* var : {"video_ch_cnt", "coc_type", "rs485_type", "model"}) {
-            put(std::string("proc/orv_sys_vars/") + var, var == std::string("video_ch_cnt") ? "4" : "0");
+        for (const auto& [var, value] : {std::pair{"video_ch_cnt", "4"}, std::pair{"coc_type", "0"},
+                                         std::pair{"rs485_type", "0"}, std::pair{"model", "0"}}) {
+            put(std::string("proc/orv_sys_vars/") + var, value);
         }
         put("dev/con2rec", conf_image(2));
         put("dev/dio", "");
@@ -109,13 +117,14 @@ class HostRunnerTest : public ::testing::Test {
         ASSERT_GE(slave_, 0);
         ASSERT_EQ(symlink(slave, (dir_ / "dev/ttyS2").c_str()), 0);
 
+        const std::string out = dir_ / "stdout.txt", err = dir_ / "stderr.txt", trace = dir_ / "trace.jsonl";
         child_ = fork();
         ASSERT_GE(child_, 0);
         if (child_ == 0) {
-            dup2(open((dir_ / "stdout.txt").c_str(), O_WRONLY | O_CREAT, 0644), 1);
-            dup2(open((dir_ / "stderr.txt").c_str(), O_WRONLY | O_CREAT, 0644), 2);
-            execl(PTZSVR_HOST_PATH, "ptzsvr-host", "--board", dir_.c_str(), "--trace",
-                  (dir_ / "trace.jsonl").c_str(), static_cast<char*>(nullptr));
+            dup2(open(out.c_str(), O_WRONLY | O_CREAT, 0644), 1);
+            dup2(open(err.c_str(), O_WRONLY | O_CREAT, 0644), 2);
+            execl(PTZSVR_HOST_PATH, "ptzsvr-host", "--board", dir_.c_str(), "--trace", trace.c_str(),
+                  static_cast<char*>(nullptr));
             _exit(127);
         }
         ASSERT_TRUE(eventually([&] { return fs::exists(dir_ / "tmp/ptzsvr.sock") || exited(); }));
@@ -146,10 +155,13 @@ class HostRunnerTest : public ::testing::Test {
         return s.str();
     }
 
+    // Complete lines only: the daemon may be writing the next one.
     std::vector<std::string> trace_lines() const {
         std::vector<std::string> lines;
-        std::istringstream in(slurp("trace.jsonl"));
-        for (std::string line; std::getline(in, line);) lines.push_back(line);
+        const std::string text = slurp("trace.jsonl");
+        for (size_t at = 0, end; (end = text.find('\n', at)) != std::string::npos; at = end + 1) {
+            lines.push_back(text.substr(at, end - at));
+        }
         return lines;
     }
 
