@@ -1,0 +1,140 @@
+#include "core/dispatch.h"
+
+#include "tests/fixture.h"
+
+namespace ptz::test {
+namespace {
+
+class Dispatch : public DaemonTest {};
+
+TEST_F(Dispatch, RefusesBeforeTouchingAnyDevice) {
+    struct Case {
+        int port;
+        uint16_t model;
+        int ret;
+        const char* log;
+    };
+    const Case cases[] = {
+        {0, 0x1600, -1, "PTZSVR : eptz_handler() : CH(1) : PTZ port of this channel is not set : port(0)\n"},
+        {1, 0x1600, -3, "PTZSVR : eptz_handler() : CH(1) : wrong port value(1)\n"},
+        {9, 0x1600, -3, "PTZSVR : eptz_handler() : CH(1) : wrong port value(9)\n"},
+        {3, 0x1234, -2, "PTZSVR : eptz_handler() : device of port(3) is not PTZ device : model_id(4660)\n"},
+        {3, 2054, 0, "PTZSVR : what model_id is this? 2054\n"},
+        {3, 2055, 0, "PTZSVR : what model_id is this? 2055\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.log);
+        channel(1, c.port, c.model);
+        start();
+        EXPECT_EQ(handle(1, CmdBuilder(0xE013, 1)), c.ret);
+        EXPECT_TRUE(logged(c.log));
+        EXPECT_TRUE(board.find("write").empty());
+    }
+    EXPECT_EQ(handle(64, CmdBuilder(0xE013, 64)), -4);
+}
+
+TEST_F(Dispatch, PtzDeviceTable) {
+    for (int m : {256, 512, 513, 768, 774, 1280, 1281, 1536, 2048, 2057, 2304, 2305, 4352, 4608, 4864, 5120, 5376,
+                  5632, 5634, 6144, 6400, 6404, 8192, 8704, 8706, 8960, 8963})
+        EXPECT_TRUE(is_ptz_device(m)) << m;
+    for (int m : {0, 255, 257, 514, 767, 775, 1282, 2047, 2058, 2306, 5635, 6405, 8964, 0x1700})
+        EXPECT_FALSE(is_ptz_device(m)) << m;
+    // Every row of the dispatch table is a PTZ device.
+    for (int m = 0; m < 0x10000; ++m)
+        if (find_driver(static_cast<uint16_t>(m))) {
+            EXPECT_TRUE(is_ptz_device(m)) << m;
+        }
+}
+
+TEST_F(Dispatch, CoaxAutomaticFollowsTheDetectedFormat) {
+    struct Case {
+        uint32_t format;
+        const char* choice;
+        bool hikc_frames;
+    };
+    const Case cases[] = {
+        {4, "\tset to HIK-C\n", true},
+        {3, "\tset to HDA\n", false},
+        {0, "\tset to C1080\n", false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.choice);
+        sysvar("coc_type", 6);
+        channel(1, 6, 0x1600);  // a serial protocol: passes the check, then the format decides
+        board.formats[1] = c.format;
+        start();
+        handle(1, CmdBuilder(0xE013, 1));
+        EXPECT_TRUE(logged(c.choice));
+        EXPECT_EQ(coax_frames().size(), c.hikc_frames ? 1u : 0u);
+        EXPECT_TRUE(board.writes("/dev/ttyS3").empty() || !c.hikc_frames);
+    }
+    // Without any video-input device the configured model is used.
+    board.remove_device("/dev/vin_devs");
+    board.remove_device("/dev/av_devs");
+    start();
+    handle(1, CmdBuilder(0xE013, 1));
+    EXPECT_EQ(board.writes("/dev/ttyS3").size(), 1u);  // Pelco-D stop on the coax mux port
+}
+
+TEST_F(Dispatch, StatusFallsBackToTheAvDevice) {
+    board.remove_device("/dev/vin_devs");
+    channel(0, 2, 0x1600);
+    start();
+    handle(0, CmdBuilder(0xE013));
+    const auto io = board.find("ioctl", "/dev/av_devs");
+    ASSERT_EQ(io.size(), 1u);
+    EXPECT_EQ(io[0]->req, 0x80806111u);
+}
+
+TEST_F(Dispatch, SameCommandCheckOnlyForCoaxProtocols) {
+    channel(0, 5, 0x808);
+    channel(1, 5, 0x808);
+    channel(2, 2, 0x1600);
+    start();
+    const Bytes move = CmdBuilder(0xE011, 0).xy(0x20, 0x40);
+    handle(0, move);
+    handle(0, move);
+    EXPECT_EQ(coax_frames().size(), 1u);
+    EXPECT_TRUE(logged("ptzsvr : same command for ch 0\n"));
+    // A continuous move after its start is the same command.
+    handle(0, CmdBuilder(0xE012, 0).xy(0x20, 0x40));
+    EXPECT_EQ(coax_frames().size(), 1u);
+    // Other channels have their own slot.
+    handle(1, CmdBuilder(0xE011, 1).xy(0x20, 0x40));
+    EXPECT_EQ(coax_frames().size(), 2u);
+    // Pelco-D is never suppressed.
+    handle(2, CmdBuilder(0xE013, 2));
+    handle(2, CmdBuilder(0xE013, 2));
+    EXPECT_EQ(writes().size(), 2u);
+}
+
+TEST_F(Dispatch, MultiplexerByCocType) {
+    struct Case {
+        int coc_type;
+        const char* dev;
+        unsigned long req;
+        unsigned long arg;
+    };
+    // Channel 5 lies in a tdm group of 4 whose receiver is channel 7.
+    const Case cases[] = {
+        {2, "/dev/orv_poc", 0x80045702, 5},
+        {4, "/dev/orv_poc", 0x80045702, 7},
+        {5, "/dev/dio", 0x1002, 7},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.coc_type);
+        sysvar("coc_type", c.coc_type);
+        channel(5, 5, 0x1600);
+        board.config[kChannelRecordSize * 7 + cfg::receiver_type] = 12;
+        start();
+        handle(5, CmdBuilder(0xE013, 5));
+        const SimCall* mux = nullptr;
+        for (const SimCall* call : board.find("ioctl", c.dev))
+            if (call->req == c.req) mux = call;
+        ASSERT_NE(mux, nullptr);
+        EXPECT_EQ(mux->arg, c.arg);
+    }
+}
+
+}  // namespace
+}  // namespace ptz::test

@@ -1,0 +1,59 @@
+#include "common/log.h"
+
+#include <string>
+
+#include "os/sim_board.h"
+#include "tests/fixture.h"
+
+namespace ptz::test {
+namespace {
+
+class Log : public ::testing::Test {
+protected:
+    SimBoard board;
+    Logger log{board};
+    std::string last() const { return board.logs().empty() ? std::string() : board.logs().back(); }
+};
+
+TEST_F(Log, RecordTruncation) {
+    const std::string long_text(200, 'a');
+    EXPECT_EQ(log.log("%s", long_text.c_str()), 200);
+    EXPECT_EQ(last(), std::string(125, 'a') + "|\n");
+    // Byte 126 always holds the line feed, even for a text that just fits.
+    log.log("%s", std::string(127, 'b').c_str());
+    EXPECT_EQ(last(), std::string(126, 'b') + "\n");
+    log.log("%s", std::string(128, 'c').c_str());
+    EXPECT_EQ(last(), std::string(125, 'c') + "|\n");
+    log.log("PTZSVR : %d\n", 5);
+    EXPECT_EQ(last(), "PTZSVR : 5\n");
+    // The device is opened and closed for every record.
+    EXPECT_EQ(board.find("open", "/dev/misc/vdrv0").size(), 4u);
+    EXPECT_EQ(board.find("close", "/dev/misc/vdrv0").size(), 4u);
+}
+
+TEST_F(Log, FilteredLevelsAndRegistry) {
+    // The server never registers the common library: its messages are dropped.
+    EXPECT_EQ(log.printx_filtered(log.lib_common(), 0, "dropped\n"), 0);
+    EXPECT_TRUE(board.logs().empty());
+    log.common_init();
+    EXPECT_EQ(log.printx_filtered(log.lib_common(), 2, "too verbose\n"), 0);
+    EXPECT_GT(log.printx_filtered(log.lib_common(), 1, "kept %d\n", 1), 0);
+    EXPECT_EQ(last(), "[LIB_COMMON(1)]kept 1\n");
+    EXPECT_EQ(board.find("open", "dev/misc/vdrv0").size(), 1u);
+    const std::string long_text(200, 'x');
+    log.printx_filtered(log.lib_common(), 0, "%s", long_text.c_str());
+    EXPECT_EQ(last(), "[LIB_COMMON(0)]" + std::string(125 - 15, 'x') + "|\n");
+
+    EXPECT_EQ(log.set_level_by_prefix("nope", 3), -1);
+    EXPECT_EQ(last(), "Cannot find printx_filtered for prefix(nope)\n");
+    EXPECT_EQ(log.set_level_by_id(5, 3), -1);
+    EXPECT_EQ(log.set_level_by_prefix("LIB_COMMON", 2), 0);
+    EXPECT_EQ(last(), "change level of printx_filtered for LIB_COMMON : (1 --> 2)\n");
+    for (int i = 1; i < Logger::kMaxEntries; ++i) EXPECT_EQ(log.register_using_printx_filtered("p", 0), i);
+    EXPECT_EQ(log.register_using_printx_filtered("one too many", 0), -1);
+    EXPECT_EQ(last(), "register_using_printx_filtered() failed : 100\n");
+    EXPECT_EQ(log.count(), 100);
+}
+
+}  // namespace
+}  // namespace ptz::test

@@ -1,0 +1,206 @@
+#include <algorithm>
+
+#include "protocols/rs485/pelco_d.h"
+#include "tests/fixture.h"
+
+namespace ptz::test {
+namespace {
+
+Bytes pd(uint16_t cmd, uint8_t d1, uint8_t d2, uint8_t addr = 1) {
+    const PelcoDFrame f = pelcod_frame(addr, cmd, d1, d2);
+    return Bytes(f.begin(), f.end());
+}
+
+class MainLoop : public DaemonTest {
+protected:
+    void SetUp() override {
+        channel(0, 2, 0x1600, 1);
+        channel(1, 2, 0x1600, 2);
+        for (int k = 0; k < 40; ++k) preset_entry(0, k, static_cast<uint16_t>(100 + k));
+        start();
+    }
+};
+
+TEST_F(MainLoop, MessageTableRewritesBeforeDispatch) {
+    struct Case {
+        const char* name;
+        Bytes datagram;
+        std::vector<Bytes> expected;
+    };
+    const Case cases[] = {
+        {"go to preset looks up entry", CmdBuilder(0xE014).arg16(3), {pd(0x07, 0, 103)}},
+        {"store preset looks up entry", CmdBuilder(0xE020).action(4), {pd(0x03, 0, 104)}},
+        {"clear preset looks up entry", CmdBuilder(0xE022).action(5), {pd(0x05, 0, 105)}},
+        {"aux 3 is entry 19", CmdBuilder(0xE090).arg16(3).action(0x101), {pd(0x07, 0, 119)}},
+        {"aux 113 is the menu key", CmdBuilder(0xE090).arg16(113), {pd(0x03, 0, 95)}},
+        {"aux 114 is enter", CmdBuilder(0xE090).arg16(114), {pd(0x200, 0, 0), pd(0, 0, 0)}},
+        {"aux 115 is escape", CmdBuilder(0xE090).arg16(115), {pd(0x400, 0, 0), pd(0, 0, 0)}},
+        {"aux 116 skips menu exit", CmdBuilder(0xE090).arg16(116), {}},
+        {"0xE091 passes aux unchanged", CmdBuilder(0xE091).arg16(3).action(0x101), {pd(0x09, 0, 3)}},
+        {"0xE114 is go to preset without look-up", CmdBuilder(0xE114).arg16(3), {pd(0x07, 0, 3)}},
+        {"0xE120 is store without look-up", CmdBuilder(0xE120).action(4), {pd(0x03, 0, 4)}},
+        {"0xE122 is clear without look-up", CmdBuilder(0xE122).action(5), {pd(0x05, 0, 5)}},
+        {"unknown id dropped", CmdBuilder(0xE015).action(5), {}},
+        {"channel 64 dropped", CmdBuilder(0xE011, 64).xy(0x20, 0x40), {}},
+        {"preset entry past the image dropped", CmdBuilder(0xE014).arg16(0xFFFF), {}},
+        {"entry past the image via aux dropped", CmdBuilder(0xE090).arg16(0xFFF0), {}},
+        {"short datagram reads the rest as it stands", Bytes{0x13, 0xE0}, {pd(0, 0, 0)}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        d->drv = {};
+        d->rx.fill(0);
+        board.clear_calls();
+        send(c.datagram);
+        EXPECT_EQ(writes(), c.expected);
+    }
+    // A look-up far into the following records stays a look-up.
+    board.clear_calls();
+    preset_entry(0, 60, 0x2A);  // lies inside channel 1's record
+    d->update_conf = 1;
+    send(CmdBuilder(0xE014).arg16(60));
+    EXPECT_EQ(writes().back(), pd(0x07, 0, 0x2A));
+}
+
+TEST_F(MainLoop, StopBeforeGoToPresetAfterAnAbsoluteMove) {
+    send(CmdBuilder(0xE0A4).pos(1, 2, 3));
+    board.clear_calls();
+    send(CmdBuilder(0xE014).arg16(2));
+    EXPECT_TRUE(logged("PTZSVR : send stop(0) if last command was azi\n"));
+    EXPECT_EQ(writes(), (std::vector<Bytes>{pd(0, 0, 0), pd(0x07, 0, 102)}));
+    board.clear_calls();
+    send(CmdBuilder(0xE014).arg16(2));
+    EXPECT_EQ(writes(), std::vector<Bytes>{pd(0x07, 0, 102)});
+    // The flag is per channel, and a move clears it.
+    send(CmdBuilder(0xE0A6, 1));
+    send(CmdBuilder(0xE011, 1).xy(0x20, 0x40));
+    board.clear_calls();
+    send(CmdBuilder(0xE014, 1).arg16(2));
+    EXPECT_EQ(writes().size(), 1u);
+    // An alias never stops first.
+    send(CmdBuilder(0xE0AA, 0));
+    board.clear_calls();
+    send(CmdBuilder(0xE114, 0).arg16(9));
+    EXPECT_EQ(writes(), std::vector<Bytes>{pd(0x07, 0, 9)});
+}
+
+TEST_F(MainLoop, RepeatsTheStoredCommandUnderTheVirtualClock) {
+    d->repeat_count = 3;  // as a driver that wants its move repeated arms it
+    send(CmdBuilder(0xE011, 1).xy(0x20, 0x40));
+    board.clear_calls();
+    const int64_t t0 = board.now();
+    for (int i = 0; i < 1000; ++i) d->run_once();  // one second of idle passes
+    const auto w = board.find("write", "/dev/ttyS2");
+    ASSERT_EQ(w.size(), 3u);
+    EXPECT_EQ(w[0]->data, pd(0x04, 0x20, 0, 2));
+    for (size_t i = 1; i < w.size(); ++i) EXPECT_GT(w[i]->t - w[i - 1]->t, 100000);
+    EXPECT_EQ(d->repeat_count, 0);
+    EXPECT_TRUE(logged("PTZSVR : call eptz_handler by repeat_count(3)\n"));
+    EXPECT_GT(w[0]->t, t0);
+}
+
+TEST_F(MainLoop, NoRepeatWithoutVideoChannels) {
+    sysvar("video_ch_cnt", 0);
+    start();
+    d->repeat_count = 2;
+    send(CmdBuilder(0xE011).xy(0x20, 0x40));
+    board.clear_calls();
+    for (int i = 0; i < 500; ++i) d->run_once();
+    EXPECT_TRUE(writes().empty());
+    EXPECT_EQ(d->repeat_count, 2);
+}
+
+TEST_F(MainLoop, IdlePassWaitsOneMillisecond) {
+    const int64_t t0 = board.now();
+    d->run_once();
+    EXPECT_EQ(board.now() - t0, 1000);
+    EXPECT_TRUE(board.calls.empty());
+}
+
+TEST_F(MainLoop, Sigusr1ReloadsAndReappliesLineSettings) {
+    send(CmdBuilder(0xE013));
+    channel(0, 2, 0x1600, 1, /*baud*/ 5, /*data*/ 1, /*parity*/ 2, /*stop*/ 1);
+    board.queue_signal(board.now() + 5000, 10);
+    for (int i = 0; i < 10; ++i) d->run_once();
+    EXPECT_TRUE(logged("PTZSVR : update configuration\n"));
+    EXPECT_EQ(board.find("open", "/dev/ttyS2").size(), 1u);  // reopened
+    board.clear_calls();
+    send(CmdBuilder(0xE013));
+    const auto set = board.find("tcsetattr", "/dev/ttyS2");
+    ASSERT_EQ(set.size(), 1u);
+    EXPECT_EQ(set[0]->line.baud, 38400u);
+    EXPECT_EQ(set[0]->line.data_bits, 7);
+    EXPECT_EQ(set[0]->line.parity, Parity::odd);
+    EXPECT_EQ(set[0]->line.stop_bits, 2);
+    // A reload does not wait for the validity word again.
+    board.config[0] = 0;
+    board.queue_signal(board.now() + 10, 10);
+    board.clear_calls();
+    for (int i = 0; i < 10; ++i) d->run_once();
+    const auto s = sleeps();
+    EXPECT_EQ(std::count(s.begin(), s.end(), 5000000u), 0);
+}
+
+TEST_F(MainLoop, Sigusr2SetsTheUpgradeStopFlag) {
+    board.queue_signal(board.now() + 10, 12);
+    d->run_once();
+    EXPECT_EQ(d->stop_coc_upgrade, 1);
+    EXPECT_TRUE(logged("PTZSVR : stop coc upgrade\n"));
+}
+
+class Startup : public DaemonTest {};
+
+TEST_F(Startup, WaitsForAPublishedConfiguration) {
+    channel(0, 2, 0x1600);
+    Bytes valid = board.config;
+    board.config[0] = 0;
+    // The recorder core publishes its configuration 12 s after start; a
+    // scripted event on the board's clock plays it.
+    struct Publisher : SignalSink {
+        SimBoard* b = nullptr;
+        Bytes image;
+        void on_signal(int) override { b->config = image; }
+    } recorder;
+    recorder.b = &board;
+    recorder.image = valid;
+    board.install_signal(31, false, &recorder);
+    board.queue_signal(board.now() + 12000000, 31);
+    d = std::make_unique<Daemon>(board);
+    int status = 0;
+    ASSERT_TRUE(d->startup(status));
+    int loads = 0;
+    for (const SimCall* c : board.find("ioctl", "/dev/con2rec")) loads += c->req == 102;
+    EXPECT_EQ(loads, 4);
+    const auto s = sleeps();
+    EXPECT_EQ(std::count(s.begin(), s.end(), 5000000u), 3);
+    const auto l = board.logs();
+    EXPECT_EQ(std::count(l.begin(), l.end(), "ptzsvr_load_conf()\n"), 1);
+    EXPECT_EQ(board.written_files["/tmp/ptzsvr.pid"], "4242");
+}
+
+TEST_F(Startup, MissingRecorderDeviceIsFatal) {
+    board.remove_device("/dev/con2rec");
+    d = std::make_unique<Daemon>(board);
+    int status = 0;
+    EXPECT_FALSE(d->startup(status));
+    EXPECT_EQ(status, -1);
+    EXPECT_TRUE(logged("PTZSVR : open ipc_sock failed (-1)\n"));
+}
+
+TEST_F(Startup, LogsTheMachine) {
+    sysvar("model", 523);
+    sysvar("coc_type", 7);
+    channel(0, 3, 0x1600);
+    start();
+    d = std::make_unique<Daemon>(board);
+    int status = 0;
+    ASSERT_TRUE(d->startup(status));
+    EXPECT_TRUE(logged("system_variable_set_model() : model = 523\n"));
+    EXPECT_TRUE(logged("PTZSVR : __model = 523, __max_coc_channels = 4, __coc_type = 7\n"));
+    // Model 523 shifts the on-board ports by one; coc type 7 puts the coax mux on port 4.
+    EXPECT_EQ(board.find("open", "/dev/ttyS3").size(), 2u);
+    EXPECT_TRUE(logged("PTZSVR : open coc_mux_port(port:4) -> (fd:" + std::to_string(d->ports[4].fd) + ")\n"));
+}
+
+}  // namespace
+}  // namespace ptz::test

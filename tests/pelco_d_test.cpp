@@ -1,0 +1,202 @@
+#include "protocols/rs485/pelco_d.h"
+
+#include "tests/fixture.h"
+
+namespace ptz::test {
+namespace {
+
+Bytes frame(uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2) {
+    const PelcoDFrame f = pelcod_frame(addr, cmd, d1, d2);
+    return Bytes(f.begin(), f.end());
+}
+
+class PelcoD : public DaemonTest {
+protected:
+    void SetUp() override {
+        channel(0, 2, 0x1600, 1);
+        start();
+    }
+};
+
+struct FrameCase {
+    const char* name;
+    std::vector<Bytes> cmds;      // sent in order, without stops in between
+    std::vector<Bytes> expected;  // every frame written, in order
+};
+
+Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
+    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
+}
+Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE091).arg16(code).action(on ? 0x0101 : 0); }
+
+TEST_F(PelcoD, FramesAcrossTheVocabulary) {
+    const FrameCase cases[] = {
+        {"pan left", {mv(0x20, 0x40)}, {frame(1, 0x04, 0x20, 0)}},
+        {"left then up accumulates", {mv(0x20, 0x40), mv(0x40, 0x60)},
+         {frame(1, 0x04, 0x20, 0), frame(1, 0x0C, 0x20, 0x20)}},
+        {"left-up diagonal", {mv(61, 67)}, {frame(1, 0x0C, 3, 3)}},
+        {"left-down diagonal", {mv(0, 0)}, {frame(1, 0x14, 0x40, 0x40)}},
+        {"right-up diagonal", {mv(0x7F, 0x7F)}, {frame(1, 0x0A, 0x3F, 0x3F)}},
+        {"right-down diagonal", {mv(67, 61)}, {frame(1, 0x12, 3, 3)}},
+        {"62 is not diagonal: up wins", {mv(62, 70)}, {frame(1, 0x08, 0, 6)}},
+        {"66 is not diagonal: down wins", {mv(66, 58)}, {frame(1, 0x10, 0, 6)}},
+        {"right", {mv(0x50, 0x40)}, {frame(1, 0x02, 0x10, 0)}},
+        {"centre sends state unchanged", {mv(0x40, 0x40)}, {frame(1, 0, 0, 0)}},
+        {"tie x = y sends state", {mv(0x20, 0x40), mv(63, 63)},
+         {frame(1, 0x04, 0x20, 0), frame(1, 0x04, 0x20, 0)}},
+        {"tie x + y = 128 sends state", {mv(63, 65)}, {frame(1, 0, 0, 0)}},
+        {"zoom tele at top speed", {mv(0xFF, 0, 1)}, {frame(1, 0x25, 0, 11), frame(1, 0x20, 0, 0)}},
+        {"zoom at centre is wide speed 0", {mv(0x40, 0, 1)}, {frame(1, 0x25, 0, 0), frame(1, 0x40, 0, 0)}},
+        {"focus far", {mv(0x60, 0, 2)}, {frame(1, 0x27, 0, 2), frame(1, 0x80, 0, 0)}},
+        {"focus near", {mv(0x20, 0, 2)}, {frame(1, 0x27, 0, 2), frame(1, 0x100, 0, 0)}},
+        {"iris open replaces the word", {mv(0x20, 0x40), mv(0x41, 0, 3)},
+         {frame(1, 0x04, 0x20, 0), frame(1, 0x200, 0, 0)}},
+        {"iris close", {mv(0x40, 0, 3)}, {frame(1, 0x400, 0, 0)}},
+        {"unknown action sends state", {mv(0x20, 0x40), mv(0x10, 0x10, 7)},
+         {frame(1, 0x04, 0x20, 0), frame(1, 0x04, 0x20, 0)}},
+        {"stop after action", {mv(0x20, 0x40, 0, 1), mv(0x40, 0x60)},
+         {frame(1, 0x04, 0x20, 0), frame(1, 0, 0, 0), frame(1, 0x08, 0, 0x20)}},
+        {"stop resets", {mv(0x20, 0x40), CmdBuilder(0xE013), mv(0x40, 0x60)},
+         {frame(1, 0x04, 0x20, 0), frame(1, 0, 0, 0), frame(1, 0x08, 0, 0x20)}},
+        {"store preset from action", {CmdBuilder(0xE020).action(0x105)}, {frame(1, 0x03, 0, 5)}},
+        {"clear preset", {CmdBuilder(0xE022).action(7)}, {frame(1, 0x05, 0, 7)}},
+        {"go to preset from offset 12", {CmdBuilder(0xE014).arg16(300)}, {frame(1, 0x07, 0, 44)}},
+        {"set position: tilt, zoom, pan, low 16 bits", {CmdBuilder(0xE0A4).pos(0x12345, 0x0203, 0x0405)},
+         {frame(1, 0x4D, 2, 3), frame(1, 0x4F, 4, 5), frame(1, 0x4B, 0x23, 0x45)}},
+        {"unknown msg id", {CmdBuilder(0xE0AA)}, {}},
+        {"aux output on", {aux(3, true)}, {frame(1, 0x09, 0, 3)}},
+        {"aux output 9 off", {aux(9, false)}, {frame(1, 0x0B, 0, 9)}},
+        {"aux 8 falls back to preset", {aux(8, true)}, {frame(1, 0x07, 0, 8)}},
+        {"aux 719 off stores preset", {aux(719, false)}, {frame(1, 0x03, 0, 719 & 0xFF)}},
+        {"aux 110 is pattern 1 record", {aux(110, true)}, {frame(1, 0x1F, 0, 1)}},
+        {"aux 111 runs pattern 1", {aux(111, false)}, {frame(1, 0x23, 0, 1)}},
+        {"aux 560 on is pattern 0", {aux(560, true)}, {frame(1, 0x1F, 0, 0)}},
+        {"aux 568 off", {aux(568, false)}, {frame(1, 0x21, 0, 8)}},
+        {"aux 570 on is pattern 16", {aux(570, true)}, {frame(1, 0x1F, 0, 16)}},
+        {"aux 558 runs pattern 8", {aux(558, true)}, {frame(1, 0x23, 0, 8)}},
+        {"aux 711 runs tour 1", {aux(711, true)}, {frame(1, 0x23, 0, 33)}},
+        {"aux 728 runs scan 8", {aux(728, true)}, {frame(1, 0x23, 0, 24)}},
+        {"wiper", {aux(502, false)}, {frame(1, 0x03, 0, 0xF4)}},
+        {"flip", {aux(533, true)}, {frame(1, 0x07, 0, 33)}},
+        {"pan zero", {aux(534, true)}, {frame(1, 0x07, 0, 34)}},
+        {"ir out", {aux(588, false)}, {frame(1, 0x07, 0, 89)}},
+        {"man limit 592 stop", {aux(592, false)}, {frame(1, 0x03, 0, 93)}},
+        {"menu", {aux(595, false)}, {frame(1, 0x03, 0, 95)}},
+        {"random scan off stops scan", {aux(597, false)}, {frame(1, 0x07, 0, 96)}},
+        {"auto scan", {aux(599, true)}, {frame(1, 0x07, 0, 99)}},
+        {"menu enter holds iris open", {aux(730, false)}, {frame(1, 0x200, 0, 0), frame(1, 0, 0, 0)}},
+        {"manual iris close", {aux(130, false)}, {frame(1, 0x400, 0, 0), frame(1, 0, 0, 0)}},
+        {"skip menu exit sends nothing", {aux(740, true)}, {}},
+        {"aux resets the state", {mv(0x20, 0x40), aux(3, true), mv(0x40, 0x60)},
+         {frame(1, 0x04, 0x20, 0), frame(1, 0x09, 0, 3), frame(1, 0x08, 0, 0x20)}},
+    };
+    for (const FrameCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        d->drv = {};
+        board.clear_calls();
+        for (const Bytes& cmd : c.cmds) handle(0, cmd);
+        EXPECT_EQ(writes(), c.expected);
+    }
+}
+
+TEST_F(PelcoD, WaitsAndMenuKeyHold) {
+    handle(0, mv(0x20, 0x40));
+    // transmit-enable settle, then the 35 ms minimum (longer than 7 bytes of line time)
+    EXPECT_EQ(sleeps(), (std::vector<uint32_t>{10000, 35000}));
+    board.clear_calls();
+    handle(0, aux(731, true));
+    EXPECT_EQ(sleeps(), (std::vector<uint32_t>{10000, 35000, 1000000, 10000, 35000}));
+    EXPECT_TRUE(logged("PELCO AUX 731 257\n"));
+    EXPECT_TRUE(logged("pelco-d esc\n"));
+    EXPECT_TRUE(logged("Send Stop\n"));
+}
+
+TEST_F(PelcoD, AuxLogTexts) {
+    const std::pair<Bytes, const char*> cases[] = {
+        {aux(3, true), "aux 3 on\n"},          {aux(9, false), "aux 9 off\n"},
+        {aux(110, true), "set pattern start 1\n"}, {aux(555, true), "run pattern 5\n"},
+        {aux(574, false), "set ascan stop 4\n"}, {aux(712, true), "run Tour 2\n"},
+        {aux(723, true), "run Scan 3\n"},        {aux(1000, true), "pelcod unkown aux command sent to preset, 1000\n"},
+        {aux(590, true), "man limit start\n"},   {aux(598, false), "stop scan\n"},
+    };
+    for (const auto& [cmd, text] : cases) {
+        SCOPED_TRACE(text);
+        board.clear_calls();
+        handle(0, cmd);
+        EXPECT_TRUE(logged(text));
+    }
+}
+
+TEST_F(PelcoD, PositionQueryReportsWhatTheCameraAnswers) {
+    // The camera answers each query 20 ms after it, with noise before the
+    // tilt answer and nothing at all for zoom.
+    board.on_write = [](SimBoard& b, const std::string& dev, const Bytes& data) {
+        if (data.size() != 7 || data[3] == 0x55) return;
+        const uint8_t type = static_cast<uint8_t>(data[3] + 8);
+        Bytes reply = frame(1, type, 0x12, data[3] == 0x51 ? 0x34 : 0x56);
+        if (data[3] == 0x53) reply.insert(reply.begin(), {0xFF, 0x00, 0x00, 0x00});
+        b.queue_reply(dev, b.now() + 20000, reply);
+    };
+    handle(0, CmdBuilder(0xE0A6, 0).requester(1234));
+    const auto reports = board.find("ioctl", "/dev/con2rec");
+    ASSERT_EQ(reports.size(), 1u);
+    EXPECT_EQ(reports[0]->req, 6u);
+    const Bytes expected = {0x14, 0x40, 0, 0, 24, 0, 0, 0, 0xD2, 0x04, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0,
+                            0x34, 0x12, 0, 0, 0x56, 0x12, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(reports[0]->data, expected);
+    // The zoom query waited its whole 0.3 s limit.
+    EXPECT_GE(board.elapsed(), 300000);
+}
+
+TEST_F(PelcoD, ReportFiltersRequesterTags) {
+    const std::pair<int32_t, int32_t> cases[] = {{0, 0}, {1, 1}, {2, -1}, {999, -1}, {1000, 1000},
+                                                 {60999, 60999}, {61000, -1}, {-5, -1}};
+    for (const auto& [in, out] : cases) {
+        board.clear_calls();
+        handle(0, CmdBuilder(0xE0A6, 0).requester(in));
+        const auto r = board.find("ioctl", "/dev/con2rec");
+        ASSERT_EQ(r.size(), 1u);
+        EXPECT_EQ(static_cast<int32_t>(rd32(r[0]->data.data() + 8)), out) << in;
+    }
+}
+
+class PelcoDTvi : public DaemonTest {
+protected:
+    void SetUp() override {
+        sysvar("coc_type", 3);
+        channel(1, 5, 0x1600, 7);
+        start();
+    }
+    static Bytes tvi(uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2) {
+        const PelcoDTviFrame f = pelcod_tvi_frame(addr, cmd, d1, d2);
+        return Bytes(f.begin(), f.end());
+    }
+};
+
+TEST_F(PelcoDTvi, EveryActionIsFollowedByAStop) {
+    const FrameCase cases[] = {
+        {"left-up at fixed speed", {CmdBuilder(0xE011, 1).xy(0x10, 0x70)},
+         {tvi(7, 0x0C, 0x24, 0x24), tvi(7, 0, 0, 0)}},
+        {"right only", {CmdBuilder(0xE012, 1).xy(0x50, 0x40)}, {tvi(7, 0x02, 0x24, 0), tvi(7, 0, 0, 0)}},
+        {"zoom tele", {CmdBuilder(0xE011, 1).action(1).xy(0x50, 0)},
+         {tvi(7, 0x25, 0, 0), tvi(7, 0x20, 0, 0), tvi(7, 0, 0, 0)}},
+        {"focus is reversed", {CmdBuilder(0xE011, 1).action(2).xy(0x50, 0)},
+         {tvi(7, 0x27, 0, 0), tvi(7, 0x100, 0, 0), tvi(7, 0, 0, 0)}},
+        {"menu enter without hold", {CmdBuilder(0xE090, 1).arg16(730)}, {tvi(7, 0x200, 0, 0), tvi(7, 0, 0, 0)}},
+        {"menu", {CmdBuilder(0xE090, 1).arg16(595)}, {tvi(7, 0x03, 0, 95)}},
+        {"preset fallback on", {CmdBuilder(0xE090, 1).arg16(12).action(0x101)}, {tvi(7, 0x07, 0, 12)}},
+        {"presets are ignored", {CmdBuilder(0xE020, 1).action(3)}, {}},
+    };
+    for (const FrameCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        board.clear_calls();
+        for (const Bytes& cmd : c.cmds) handle(1, cmd);
+        EXPECT_EQ(coax_frames(), c.expected);
+        EXPECT_TRUE(sleeps().empty());
+        // The transmit request carries the channel, not a port.
+        for (const SimCall* call : board.find("ioctl", "/dev/av_devs")) EXPECT_EQ(rd32(call->data.data()), 1u);
+    }
+}
+
+}  // namespace
+}  // namespace ptz::test

@@ -1,0 +1,121 @@
+#include "core/routing.h"
+
+#include "tests/fixture.h"
+
+namespace ptz::test {
+namespace {
+
+class Routing : public DaemonTest {
+protected:
+    void receiver(int ch, int type) {
+        board.config[kChannelRecordSize * static_cast<size_t>(ch) + cfg::receiver_type] = static_cast<uint8_t>(type);
+    }
+};
+
+TEST_F(Routing, CoaxPortNumberByCocTypeAndModel) {
+    struct Case {
+        int coc_type, model, port;
+    };
+    const Case cases[] = {{2, 0, 3},   {4, 0, 4},   {5, 0, 4},   {6, 0, 4},   {7, 47, 4}, {7, 523, 4}, {7, 1, 3},
+                          {8, 527, 3}, {8, 393, 3}, {8, 395, 3}, {8, 396, 4}, {3, 0, -1}, {0, 0, -1}, {9, 0, -1}};
+    for (const Case& c : cases) {
+        sysvar("coc_type", c.coc_type);
+        sysvar("model", c.model);
+        start();
+        EXPECT_EQ(coax_port_number(*d), c.port) << c.coc_type << "/" << c.model;
+    }
+}
+
+TEST_F(Routing, CameraAddresses) {
+    struct Case {
+        const char* name;
+        int model, video_receiver_type, group_channel, group_type, channel;
+        uint32_t addr;
+    };
+    const Case cases[] = {
+        {"channel 5 in group 4..7", 0, 0, 7, 12, 5, 2},
+        {"first of the group", 0, 0, 7, 12, 4, 1},
+        {"outside every group", 0, 0, 7, 12, 12, 55},
+        {"these receivers shift the group to 5..8", 0, 14, 7, 12, 5, 1},
+        {"shifted group leaves 4 out", 0, 14, 7, 12, 4, 55},
+        {"no groups at all", 0, 0, 0, 0, 5, 55},
+        {"393: group of 4 on target 2, channel 1", 393, 0, 2, 12, 1, 2},
+        {"393: channel 3", 393, 0, 2, 12, 3, 4},
+        {"395: group of 2 on target 0", 395, 0, 0, 10, 3, 2},
+        {"393: group of 3, channel 2", 393, 0, 2, 11, 2, 2},
+        {"393: beyond the wiring table", 393, 0, 2, 12, 9, 55},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        board.config.assign(kMaxChannels * kChannelRecordSize, 0);
+        wr32(board.config.data(), kConfValid);
+        for (int ch = 0; ch < 16; ++ch) channel(ch, 6, 0x808, 55);
+        if (c.group_type) receiver(c.group_channel, c.group_type);
+        sysvar("model", c.model);
+        sysvar("coc_type", 6);
+        sysvar("video_receiver_type", c.video_receiver_type);
+        start();
+        EXPECT_EQ(get_ptz_addr_from_conf(*d, c.channel), c.addr);
+    }
+}
+
+TEST_F(Routing, OpensOnlyPortsInUse) {
+    sysvar("rs485_type", 19);
+    channel(0, 2, 0x1600);
+    channel(1, 4, 0x1600);
+    start();
+    d = std::make_unique<Daemon>(board);
+    int status = 0;
+    ASSERT_TRUE(d->startup(status));
+    std::vector<std::string> opened;
+    for (const SimCall* c : board.find("open"))
+        if (c->dev.rfind("/dev/tty", 0) == 0) opened.push_back(c->dev);
+    EXPECT_EQ(opened, (std::vector<std::string>{"/dev/ttyS1", "/dev/ttyS3"}));
+    EXPECT_TRUE(logged("PTZSVR : In this model, we don't have port mapping\n"));
+    // Each port starts at 9600 8N1.
+    const auto set = board.find("tcsetattr");
+    ASSERT_EQ(set.size(), 2u);
+    EXPECT_EQ(set[0]->line.baud, 9600u);
+    EXPECT_EQ(set[0]->line.data_bits, 8);
+}
+
+TEST_F(Routing, CoaxLineSwitchAroundTheDriver) {
+    sysvar("coc_type", 6);
+    channel(2, 5, 2054);  // passes the PTZ check but has no driver
+    board.formats[2] = 5;
+    start();
+    handle(2, CmdBuilder(0xE013, 2));
+    const auto io = board.find("ioctl", "/dev/av_devs");
+    ASSERT_EQ(io.size(), 2u);
+    EXPECT_EQ(io[0]->req, 0x8004610Au);
+    EXPECT_EQ(io[0]->arg, 2u);
+    EXPECT_EQ(io[1]->req, 0x8004610Bu);
+    EXPECT_EQ(io[1]->data, (Bytes{0, 0, 1, 2}));
+    EXPECT_TRUE(logged("PTZSVR : what model_id is this? 2054\n"));
+
+    // Formats outside the switching set and port 8's own requests.
+    board.clear_calls();
+    board.formats[2] = 4;
+    handle(2, CmdBuilder(0xE013, 2));
+    EXPECT_TRUE(board.find("ioctl", "/dev/av_devs").empty());
+    channel(2, 8, 2054);
+    board.formats[2] = 16;
+    d->update_conf = 1;
+    send(CmdBuilder(0xE013, 2));
+    const auto p8 = board.find("ioctl", "/dev/av_devs");
+    ASSERT_EQ(p8.size(), 2u);
+    EXPECT_EQ(p8[0]->req, 0x8004611Bu);
+    EXPECT_EQ(p8[1]->req, 0x8004611Cu);
+
+    // In face-detect mode the line is only ever switched on, once.
+    board.clear_calls();
+    d->sv.face_detect = 1;
+    handle(2, CmdBuilder(0xE013, 2));
+    handle(2, CmdBuilder(0xE013, 2));
+    const auto fd = board.find("ioctl", "/dev/av_devs");
+    ASSERT_EQ(fd.size(), 1u);
+    EXPECT_EQ(fd[0]->req, 0x8004611Bu);
+}
+
+}  // namespace
+}  // namespace ptz::test
