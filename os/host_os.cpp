@@ -10,6 +10,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -422,6 +423,18 @@ int HostOs::ioctl_ptr(int fd, unsigned long req, void* arg) {
 
 int HostOs::simulate(const Desc& d, unsigned long req, void* arg) {
     if (d.kind == Kind::con2rec && req == req::conf_load) return load_conf(d, arg);
+    if (d.kind == Kind::av_devs && req == req::coc_tx && arg != nullptr) {
+        // What the capture driver would put on the channel's cable, shown
+        // like the bytes of a monitored serial line.
+        const auto* r = static_cast<const uint8_t*>(arg);
+        const uint32_t n = std::min<uint32_t>(rd32(r + 4), kCocTxReqSize - 8);
+        std::string out = "coax ch" + std::to_string(rd32(r)) + " >";
+        append_hex(out, r + 8, n, true);
+        out += '\n';
+        std::fputs(out.c_str(), stdout);
+        std::fflush(stdout);
+        return 0;
+    }
     if ((d.kind == Kind::vin_devs && req == req::vin_status) ||
         (d.kind == Kind::av_devs && req == req::av_status)) {
         return fill_status(d, arg);
