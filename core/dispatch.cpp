@@ -14,9 +14,9 @@ namespace {
 
 constexpr DriverEntry kDrivers[] = {
     {0x100, nullptr, LineArg::port},                 // ADI
-    {0x200, nullptr, LineArg::port},                 // Philips AutoDome
-    {0x201, nullptr, LineArg::port},                 // Philips AutoDome, fixed speed
-    {0x300, nullptr, LineArg::port},                 // Canon VC-C4
+    {0x200, PTZAction_AutoDome, LineArg::port},      // Philips AutoDome
+    {0x201, PTZAction_AutoDome_Fixed, LineArg::port},  // Philips AutoDome, fixed speed
+    {0x300, PTZAction_VCC4, LineArg::port},          // Canon VC-C4
     {0x301, nullptr, LineArg::port},                 // C1080B
     {0x302, nullptr, LineArg::port},                 // C1080PT
     {0x303, nullptr, LineArg::port},                 // C1080PT WONWOO mode 2
@@ -42,18 +42,18 @@ constexpr DriverEntry kDrivers[] = {
     {0x1400, nullptr, LineArg::port},                // EZ (WKC keyboard)
     {0x1500, nullptr, LineArg::port},                // ORX1000
     {0x1600, PTZAction_PelcoD, LineArg::pelco_d},    // Pelco-D, or PELCO_D_TVI
-    {0x1601, nullptr, LineArg::port},                // Pelco-P
-    {0x1602, nullptr, LineArg::port},                // Panasonic
+    {0x1601, PTZAction_PelcoP, LineArg::port},       // Pelco-P
+    {0x1602, PTZAction_Panasonic, LineArg::port},    // Panasonic
     {0x1800, nullptr, LineArg::port},                // RVision
     {0x1900, nullptr, LineArg::port},                // SPD
     {0x1901, nullptr, LineArg::port},                // SRX-100B
     {0x1902, nullptr, LineArg::port},                //
     {0x1903, nullptr, LineArg::port},                // SJ
-    {0x1904, nullptr, LineArg::port},                // Samsung-E (SCC641)
+    {0x1904, PTZAction_SamsungE, LineArg::port},     // Samsung-E (SCC641)
     {0x2000, nullptr, LineArg::port},                // Tokina
     {0x2200, nullptr, LineArg::port},                //
     {0x2201, nullptr, LineArg::port},                // SPD with sequences and digital zoom
-    {0x2202, nullptr, LineArg::port},                // Vicon
+    {0x2202, PTZAction_Vicon, LineArg::port},        // Vicon
     {0x2300, nullptr, LineArg::port},                // F2E (WKC keyboard)
     {0x2301, nullptr, LineArg::port},                // F2E (WKC keyboard)
     {0x2302, nullptr, LineArg::port},                // C1080B

@@ -18,6 +18,7 @@ struct DriverStates {
     PelcoDState pelcod;      // RS-485 Pelco-D
     PelcoDState pelcod_tvi;  // Pelco-D over TVI coax
     uint8_t hikc_last_code = 0;
+    uint32_t vcc4_commands = 0;  // VC-C4: commands handled; the first one initialises
 };
 
 }  // namespace ptz

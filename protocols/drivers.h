@@ -12,6 +12,13 @@ using DriverFn = void (*)(Daemon& d, int line, uint16_t addr, uint8_t* cmd);
 
 void PTZAction_PelcoD(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_PelcoD_TVI(Daemon& d, int channel, uint16_t addr, uint8_t* cmd);
+void PTZAction_PelcoP(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_Panasonic(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_SamsungE(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_AutoDome(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_AutoDome_Fixed(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_VCC4(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_Vicon(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_HIKC(Daemon& d, int channel, uint16_t addr, uint8_t* cmd);
 
 }  // namespace ptz

@@ -149,18 +149,14 @@ void handle_aux(Daemon& d, int port, uint8_t addr, Cmd c) {
     }
 }
 
+// Direction bits are OR-ed into the word already there, and only the speed
+// of an axis that moves is written: a move adds to the one before it.
 void apply_pan_tilt(PelcoDState& s, int x, int y) {
-    switch (classify_xy(x, y)) {
-        case Dir::left_up: s.command |= left | up; s.data1 = speed_of(x); s.data2 = speed_of(y); break;
-        case Dir::left_down: s.command |= left | down; s.data1 = speed_of(x); s.data2 = speed_of(y); break;
-        case Dir::right_up: s.command |= right | up; s.data1 = speed_of(x); s.data2 = speed_of(y); break;
-        case Dir::right_down: s.command |= right | down; s.data1 = speed_of(x); s.data2 = speed_of(y); break;
-        case Dir::left: s.command |= left; s.data1 = speed_of(x); break;
-        case Dir::right: s.command |= right; s.data1 = speed_of(x); break;
-        case Dir::down: s.command |= down; s.data2 = speed_of(y); break;
-        case Dir::up: s.command |= up; s.data2 = speed_of(y); break;
-        case Dir::none: break;
-    }
+    const Dir dir = classify_xy(x, y);
+    const Move m = move_of(dir, x, y, DirBits{left, right, up, down});
+    s.command |= m.word;
+    if (moves_left(dir) || moves_right(dir)) s.data1 = m.pan;
+    if (moves_up(dir) || moves_down(dir)) s.data2 = m.tilt;
 }
 
 void apply_iris(Daemon& d, PelcoDState& s, int x) {
