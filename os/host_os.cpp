@@ -22,34 +22,10 @@
 
 #include "common/wire.h"
 #include "os/requests.h"
+#include "os/target_os.h"
 
 namespace ptz {
 namespace {
-
-// Real signals are process-wide, so is the note of which ones arrived. The
-// handler only sets a bit; the daemon hears of it from the next call that can
-// block, never from inside the handler.
-volatile sig_atomic_t g_pending = 0;  // bit n: signal n arrived, not yet delivered
-SignalSink* g_sink = nullptr;
-constexpr int kMaxNotedSignal = 31;  // one bit each in g_pending
-
-void note_signal(int sig) {
-    g_pending = static_cast<sig_atomic_t>(static_cast<unsigned>(g_pending) | (1u << sig));
-}
-
-void deliver_signals() {
-    if (g_pending == 0) return;
-    sigset_t all;
-    sigset_t old;
-    sigfillset(&all);
-    sigprocmask(SIG_BLOCK, &all, &old);
-    const auto pending = static_cast<unsigned>(g_pending);
-    g_pending = 0;
-    sigprocmask(SIG_SETMASK, &old, nullptr);
-    for (int sig = 1; sig <= kMaxNotedSignal; ++sig) {
-        if ((pending & (1u << sig)) != 0 && g_sink != nullptr) g_sink->on_signal(sig);
-    }
-}
 
 // Writing the trace must not change the errno the daemon is about to look at.
 class KeepErrno {
@@ -93,53 +69,6 @@ bool read_file(const std::string& path, std::string& out, size_t limit) {
     ::close(fd);
     out.resize(got);
     return true;
-}
-
-std::optional<speed_t> speed_constant(uint32_t baud) {
-    static constexpr std::pair<uint32_t, speed_t> kSpeeds[] = {
-        {300, B300},       {600, B600},       {1200, B1200},     {1800, B1800},   {2400, B2400},
-        {4800, B4800},     {9600, B9600},     {19200, B19200},   {38400, B38400}, {57600, B57600},
-        {115200, B115200}, {230400, B230400}, {460800, B460800},
-    };
-    for (const auto& [rate, constant] : kSpeeds) {
-        if (rate == baud) return constant;
-    }
-    return std::nullopt;
-}
-
-// The raw line the recorder's serial library sets up: no input, output or
-// local processing, one byte satisfies a read.
-int apply_line_settings(int fd, const LineSettings& s) {
-    const std::optional<speed_t> speed = speed_constant(s.baud);
-    tcflag_t size = 0;
-    switch (s.data_bits) {
-        case 5:
-            size = CS5;
-            break;
-        case 6:
-            size = CS6;
-            break;
-        case 7:
-            size = CS7;
-            break;
-        case 8:
-            size = CS8;
-            break;
-        default:
-            return fail(EINVAL);
-    }
-    if (!speed || (s.stop_bits != 1 && s.stop_bits != 2)) return fail(EINVAL);
-    termios tio;
-    std::memset(&tio, 0, sizeof tio);
-    tio.c_cflag = *speed | HUPCL | CREAD | size;
-    if (s.parity == Parity::even) tio.c_cflag |= PARENB;
-    if (s.parity == Parity::odd) tio.c_cflag |= PARENB | PARODD;
-    if (s.stop_bits == 2) tio.c_cflag |= CSTOPB;
-    tio.c_cc[VMIN] = 1;
-    tio.c_cc[VTIME] = 0;
-    cfsetispeed(&tio, *speed);
-    cfsetospeed(&tio, *speed);
-    return ::tcsetattr(fd, TCSAFLUSH, &tio);
 }
 
 std::string request_text(unsigned long req) {
@@ -482,7 +411,7 @@ int HostOs::fill_status(const Desc& d, void* arg) {
 int HostOs::tcsetattr(int fd, const LineSettings& settings) {
     const int64_t t = now_us();
     Desc* d = find(fd);
-    const int ret = d != nullptr && d->kind == Kind::line_monitor ? 0 : apply_line_settings(fd, settings);
+    const int ret = d != nullptr && d->kind == Kind::line_monitor ? 0 : posix::apply_line_settings(fd, settings);
     const KeepErrno keep;
     if (ret == 0 && d != nullptr) {
         d->configured = true;
@@ -519,24 +448,17 @@ int HostOs::getpid() {
     return ::getpid();
 }
 
-void HostOs::sleep_for(uint64_t us) {
-    timespec left{static_cast<time_t>(us / 1000000), static_cast<long>(us % 1000000) * 1000};
-    // A signal must not cut short a wait the line timing depends on.
-    while (::nanosleep(&left, &left) != 0 && errno == EINTR) {
-    }
-}
-
 void HostOs::usleep(uint32_t us) {
     emit(Line(now_us(), "sleep").num("us", us));
-    sleep_for(us);
-    deliver_signals();
+    posix::sleep_exact_us(us);
+    posix::deliver_pending_signals();
 }
 
 void HostOs::sleep(uint32_t s) {
     const uint64_t us = uint64_t{s} * 1000000;
     emit(Line(now_us(), "sleep").num("us", us));
-    sleep_for(us);
-    deliver_signals();
+    posix::sleep_exact_us(us);
+    posix::deliver_pending_signals();
 }
 
 TimeVal HostOs::gettimeofday() {
@@ -559,15 +481,7 @@ int HostOs::socket_dgram() {
 }
 
 int HostOs::bind_unix(int fd, const char* path) {
-    // The address the daemon binds on the board: zeroed over its full size,
-    // bound with that size.
-    sockaddr_un addr;
-    std::memset(&addr, 0, sizeof addr);
-    addr.sun_family = AF_UNIX;
-    const std::string host = board_path(path);
-    if (host.size() >= sizeof addr.sun_path) return fail(ENAMETOOLONG);
-    std::memcpy(addr.sun_path, host.data(), host.size());
-    return ::bind(fd, reinterpret_cast<const sockaddr*>(&addr), sizeof addr);
+    return posix::bind_unix(fd, board_path(path).c_str());
 }
 
 int HostOs::wait_readable(int fd, int64_t timeout_us) {
@@ -582,7 +496,7 @@ int HostOs::wait_readable(int fd, int64_t timeout_us) {
         ret = ::select(fd + 1, &readable, nullptr, nullptr, timeout_us < 0 ? nullptr : &tv);
     }
     const KeepErrno keep;
-    deliver_signals();
+    posix::deliver_pending_signals();
     return ret;
 }
 
@@ -591,19 +505,7 @@ long HostOs::recvfrom(int fd, void* buf, size_t len) {
 }
 
 int HostOs::install_signal(int sig, bool ignore, SignalSink* sink) {
-    struct sigaction action;
-    std::memset(&action, 0, sizeof action);
-    sigfillset(&action.sa_mask);
-    if (ignore) {
-        action.sa_handler = SIG_IGN;
-    } else if (sig >= 1 && sig <= kMaxNotedSignal) {
-        action.sa_handler = note_signal;
-    } else {
-        return fail(EINVAL);
-    }
-    const int ret = ::sigaction(sig, &action, nullptr);
-    if (ret == 0 && !ignore) g_sink = sink;
-    return ret;
+    return posix::install_signal(sig, ignore, sink);
 }
 
 }  // namespace ptz

@@ -92,7 +92,6 @@ class HostOs : public Os {
     int load_conf(const Desc& d, void* arg);
     int fill_status(const Desc& d, void* arg);
     void show_on_monitor(const Desc& d, const void* buf, size_t len);
-    void sleep_for(uint64_t us);
 
     std::string board_;
     std::string error_;

@@ -91,11 +91,18 @@ int open_flags(OpenMode mode) {
     }
 }
 
+// The address record is zeroed over its full size and bound with that size,
+// as the recorder's other processes expect to find the socket.
 int bind_unix(int fd, const char* path) {
     sockaddr_un a;
     std::memset(&a, 0, sizeof a);
     a.sun_family = AF_UNIX;
-    std::strncpy(a.sun_path, path, sizeof a.sun_path - 1);
+    const size_t n = std::strlen(path);
+    if (n >= sizeof a.sun_path) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    std::memcpy(a.sun_path, path, n);
     return ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
 }
 
