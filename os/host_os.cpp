@@ -221,18 +221,7 @@ int HostOs::open(const char* path, OpenMode mode) {
     const int64_t t = now_us();
     const std::string host = board_path(path);
     Kind kind = device_kind(path);
-    int flags = -1;
-    switch (mode) {
-        case open_read:
-            flags = O_RDONLY;
-            break;
-        case open_rdwr_nonblock:
-            flags = O_RDWR | O_NONBLOCK | O_NOCTTY;
-            break;
-        case open_write_create:
-            flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW;
-            break;
-    }
+    int flags = posix::open_flags(mode);
     struct stat st;
     if (kind == Kind::serial && ::stat(host.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
         kind = Kind::line_monitor;
@@ -240,7 +229,7 @@ int HostOs::open(const char* path, OpenMode mode) {
     // Simulated devices and monitors are opened only to own a unique
     // descriptor; their files are never written through it.
     if (kind != Kind::file && kind != Kind::serial) flags = O_RDONLY;
-    const int fd = flags < 0 ? fail(EINVAL) : ::open(host.c_str(), flags, 0644);
+    const int fd = ::open(host.c_str(), flags, 0644);
     const KeepErrno keep;
     if (fd >= 0) fds_[fd] = Desc{path, kind, false, {}};
     emit(Line(t, "open").str("dev", path).num("ret", fd));
