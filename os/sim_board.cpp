@@ -238,7 +238,8 @@ long SimBoard::recvfrom(int, void* buf, size_t len) {
     Timed d = std::move(datagrams_.front());
     datagrams_.pop_front();
     const size_t n = std::min(len, d.data.size());
-    std::memcpy(buf, d.data.data(), n);
+    // An empty datagram is legal and has no buffer to copy from.
+    if (n > 0) std::memcpy(buf, d.data.data(), n);
     return static_cast<long>(n);
 }
 
