@@ -5,7 +5,8 @@
 // Input layout (every field is one byte unless said otherwise; a field past
 // the end of the input reads as 0):
 //
-//   board     coc_type, model, rs485_type, video_ch_cnt, video_receiver_type,
+//   board     coc_type, model (its top bit: the ravel OEM edition), rs485_type,
+//             video_ch_cnt, video_receiver_type,
 //             detected formats of channels 0..3 (4 bytes), channel count
 //   channel   (repeated `channel count` % 5 times) channel, port, model
 //             selector (below 0xF0: a row of the dispatch table, else a u16
@@ -95,7 +96,9 @@ public:
     void execute(const uint8_t* data, size_t size) {
         Reader in(data, size);
         sysvar("coc_type", in.u8() % 10);
-        sysvar("model", kBoardModels[in.u8() % std::size(kBoardModels)]);
+        const uint8_t model = in.u8();
+        sysvar("model", kBoardModels[model % std::size(kBoardModels)]);
+        board.set_sysvar("/proc/orv_con_vars/support_ravel_oem", model & 0x80 ? "1" : "0");
         sysvar("rs485_type", in.u8() % 26);
         sysvar("video_ch_cnt", in.u8() % 65);
         sysvar("video_receiver_type", in.u8() % 24);
