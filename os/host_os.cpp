@@ -160,6 +160,7 @@ HostOs::HostOs(std::string board_dir, const std::string& trace_path, size_t conf
         std::free(real);
     }
     while (board_.size() > 1 && board_.back() == '/') board_.pop_back();
+    posix::tighten_timers();
     // The socket and the pid file live in /tmp; a fresh board may lack it.
     ::mkdir((board_ + "/tmp").c_str(), 0755);
     if (!trace_path.empty()) {

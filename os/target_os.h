@@ -7,6 +7,7 @@ namespace ptz {
 
 class TargetOs final : public Os {
 public:
+    TargetOs();
     int open(const char* path, OpenMode mode) override;
     int close(int fd) override;
     long read(int fd, void* buf, size_t len) override;
@@ -36,6 +37,7 @@ int apply_line_settings(int fd, const LineSettings& s);
 int install_signal(int sig, bool ignore, SignalSink* sink);
 void deliver_pending_signals();
 void sleep_exact_us(uint64_t us);
+void tighten_timers();
 int open_flags(OpenMode mode);
 int bind_unix(int fd, const char* path);
 }  // namespace posix
