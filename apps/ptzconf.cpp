@@ -25,14 +25,17 @@ bool set_field(std::vector<uint8_t>& image, int ch, const std::string& key, long
         int width;
     };
     static constexpr Field kFields[] = {
-        {"port", cfg::port, 1},          {"baud", cfg::baud, 1},        {"stop", cfg::stop_bits, 1},
-        {"data", cfg::data_bits, 1},     {"parity", cfg::parity, 1},    {"addr", cfg::address, 2},
-        {"model", cfg::model_id, 2},     {"receiver", cfg::receiver_type, 1},
+        {"port", cfg::port, 1},      {"baud", cfg::baud, 1},
+        {"stop", cfg::stop_bits, 1}, {"data", cfg::data_bits, 1},
+        {"parity", cfg::parity, 1},  {"addr", cfg::address, 2},
+        {"model", cfg::model_id, 2}, {"receiver", cfg::receiver_type, 1},
     };
     for (const Field& f : kFields) {
         if (key != f.name) continue;
-        if (f.width == 1) r[f.off] = static_cast<uint8_t>(v);
-        else wr16(r + f.off, static_cast<uint16_t>(v));
+        if (f.width == 1)
+            r[f.off] = static_cast<uint8_t>(v);
+        else
+            wr16(r + f.off, static_cast<uint16_t>(v));
         return true;
     }
     if (key.rfind("preset", 0) == 0 && key.size() > 6) {
@@ -50,8 +53,9 @@ bool set_field(std::vector<uint8_t>& image, int ch, const std::string& key, long
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: ptzconf OUT CH:key=value,... (keys: port model addr baud data parity stop "
-                             "receiver preset<k>)\n");
+        std::fprintf(stderr,
+                     "usage: ptzconf OUT CH:key=value,... (keys: port model addr baud data parity stop "
+                     "receiver preset<k>)\n");
         return 2;
     }
     std::vector<uint8_t> image(ptz::kMaxChannels * ptz::kChannelRecordSize, 0);
@@ -78,7 +82,8 @@ int main(int argc, char** argv) {
         }
     }
     FILE* f = std::fopen(argv[1], "wb");
-    if (f == nullptr || std::fwrite(image.data(), 1, image.size(), f) != image.size() || std::fclose(f) != 0) {
+    if (f == nullptr || std::fwrite(image.data(), 1, image.size(), f) != image.size() ||
+        std::fclose(f) != 0) {
         std::perror(argv[1]);
         return 1;
     }

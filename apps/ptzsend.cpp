@@ -53,16 +53,10 @@ long long number(const char* text, long long lo, long long hi) {
     return v;
 }
 
-uint8_t u8(const char* text) {
-    return static_cast<uint8_t>(number(text, 0, 0xFF));
-}
-uint16_t u16(const char* text) {
-    return static_cast<uint16_t>(number(text, 0, 0xFFFF));
-}
+uint8_t u8(const char* text) { return static_cast<uint8_t>(number(text, 0, 0xFF)); }
+uint16_t u16(const char* text) { return static_cast<uint16_t>(number(text, 0, 0xFFFF)); }
 // Accepts negative values too: some cameras read these fields as signed.
-uint32_t u32(const char* text) {
-    return static_cast<uint32_t>(number(text, INT32_MIN, UINT32_MAX));
-}
+uint32_t u32(const char* text) { return static_cast<uint32_t>(number(text, INT32_MIN, UINT32_MAX)); }
 
 void append_hex(std::vector<uint8_t>& out, const char* text) {
     std::string_view s = text;

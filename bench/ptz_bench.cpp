@@ -75,7 +75,8 @@ public:
         for (const auto& [name, v] : {std::pair{"video_ch_cnt", 4}, std::pair{"coc_type", f.coc_type},
                                       std::pair{"rs485_type", 0}, std::pair{"model", 0}})
             board.set_sysvar(std::string("/proc/orv_sys_vars/") + name, std::to_string(v));
-        for (const char* tty : {"/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2", "/dev/ttyS3"}) board.add_device(tty);
+        for (const char* tty : {"/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2", "/dev/ttyS3"})
+            board.add_device(tty);
         d = std::make_unique<ptz::Daemon>(board);
         int status = 0;
         if (!d->startup(status)) {
@@ -140,7 +141,8 @@ int main(int argc, char** argv) {
     if (argc == 4 && std::strcmp(argv[1], "--run") == 0) return run_count(argv[2], std::atol(argv[3]));
 
     for (const Family& f : kFamilies)
-        if (built_in(f)) benchmark::RegisterBenchmark((std::string("command/") + f.name).c_str(), bm_command, &f);
+        if (built_in(f))
+            benchmark::RegisterBenchmark((std::string("command/") + f.name).c_str(), bm_command, &f);
     benchmark::RegisterBenchmark("idle_pass", bm_idle);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;

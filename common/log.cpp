@@ -49,10 +49,11 @@ int Logger::register_using_printx_filtered(const char* prefix, int level) {
 int Logger::vprintx_filtered(int id, int level, const char* fmt, va_list ap) {
     if (id < 0 || id >= count_ || entries_[static_cast<size_t>(id)].level < level) return 0;
     LogRecord rec{};
-    int head = std::snprintf(rec.data(), rec.size(), "[%s(%d)]", entries_[static_cast<size_t>(id)].prefix.data(),
-                             level);
+    int head = std::snprintf(rec.data(), rec.size(), "[%s(%d)]",
+                             entries_[static_cast<size_t>(id)].prefix.data(), level);
     if (head < 0) head = 0;
-    const size_t off = static_cast<size_t>(head) < rec.size() - 2 ? static_cast<size_t>(head) : rec.size() - 2;
+    const size_t off =
+        static_cast<size_t>(head) < rec.size() - 2 ? static_cast<size_t>(head) : rec.size() - 2;
     const int n = format_record(rec, off, fmt, ap);
     // This entry point names the device relative to the working directory;
     // the recorder's processes all run from "/", so it reaches the same node.

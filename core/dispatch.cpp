@@ -13,51 +13,51 @@ namespace ptz {
 namespace {
 
 constexpr DriverEntry kDrivers[] = {
-    {0x100, nullptr, LineArg::port},                 // ADI
-    {0x200, PTZAction_AutoDome, LineArg::port},      // Philips AutoDome
+    {0x100, nullptr, LineArg::port},                   // ADI
+    {0x200, PTZAction_AutoDome, LineArg::port},        // Philips AutoDome
     {0x201, PTZAction_AutoDome_Fixed, LineArg::port},  // Philips AutoDome, fixed speed
-    {0x300, PTZAction_VCC4, LineArg::port},          // Canon VC-C4
-    {0x301, nullptr, LineArg::port},                 // C1080B
-    {0x302, nullptr, LineArg::port},                 // C1080PT
-    {0x303, nullptr, LineArg::port},                 // C1080PT WONWOO mode 2
-    {0x304, nullptr, LineArg::port},                 // C1080PT WONWOO mode 1
-    {0x305, nullptr, LineArg::port},                 // C1080PT WONWOO mode 0
-    {0x306, nullptr, LineArg::port},                 // C1080PT WONWOO mode 3
-    {0x500, nullptr, LineArg::port},                 // ravel menu protocol
-    {0x501, nullptr, LineArg::port},                 //
-    {0x600, nullptr, LineArg::port},                 // CRR1600
-    {0x800, nullptr, LineArg::port},                 // DMax
-    {0x801, nullptr, LineArg::port},                 // HUNT
-    {0x802, nullptr, LineArg::port},                 // ScanDome
-    {0x803, nullptr, LineArg::port},                 //
-    {0x804, nullptr, LineArg::port},                 // scandome2 (HTX keyboard)
-    {0x805, nullptr, LineArg::port},                 //
-    {0x808, PTZAction_HIKC, LineArg::channel},       // HIK-C (coax)
-    {0x809, nullptr, LineArg::channel},              // HDA (coax)
-    {0x900, nullptr, LineArg::port},                 // INOS
-    {0x901, nullptr, LineArg::port},                 // INOS-V900
-    {0x1100, nullptr, LineArg::port},                //
-    {0x1200, nullptr, LineArg::port},                //
-    {0x1300, nullptr, LineArg::port},                //
-    {0x1400, nullptr, LineArg::port},                // EZ (WKC keyboard)
-    {0x1500, nullptr, LineArg::port},                // ORX1000
-    {0x1600, PTZAction_PelcoD, LineArg::pelco_d},    // Pelco-D, or PELCO_D_TVI
-    {0x1601, PTZAction_PelcoP, LineArg::port},       // Pelco-P
-    {0x1602, PTZAction_Panasonic, LineArg::port},    // Panasonic
-    {0x1800, nullptr, LineArg::port},                // RVision
-    {0x1900, nullptr, LineArg::port},                // SPD
-    {0x1901, nullptr, LineArg::port},                // SRX-100B
-    {0x1902, nullptr, LineArg::port},                //
-    {0x1903, nullptr, LineArg::port},                // SJ
-    {0x1904, PTZAction_SamsungE, LineArg::port},     // Samsung-E (SCC641)
-    {0x2000, nullptr, LineArg::port},                // Tokina
-    {0x2200, nullptr, LineArg::port},                //
-    {0x2201, nullptr, LineArg::port},                // SPD with sequences and digital zoom
-    {0x2202, PTZAction_Vicon, LineArg::port},        // Vicon
-    {0x2300, nullptr, LineArg::port},                // F2E (WKC keyboard)
-    {0x2301, nullptr, LineArg::port},                // F2E (WKC keyboard)
-    {0x2302, nullptr, LineArg::port},                // C1080B
-    {0x2303, nullptr, LineArg::port},                // C1080B
+    {0x300, PTZAction_VCC4, LineArg::port},            // Canon VC-C4
+    {0x301, nullptr, LineArg::port},                   // C1080B
+    {0x302, nullptr, LineArg::port},                   // C1080PT
+    {0x303, nullptr, LineArg::port},                   // C1080PT WONWOO mode 2
+    {0x304, nullptr, LineArg::port},                   // C1080PT WONWOO mode 1
+    {0x305, nullptr, LineArg::port},                   // C1080PT WONWOO mode 0
+    {0x306, nullptr, LineArg::port},                   // C1080PT WONWOO mode 3
+    {0x500, nullptr, LineArg::port},                   // ravel menu protocol
+    {0x501, nullptr, LineArg::port},                   //
+    {0x600, nullptr, LineArg::port},                   // CRR1600
+    {0x800, nullptr, LineArg::port},                   // DMax
+    {0x801, nullptr, LineArg::port},                   // HUNT
+    {0x802, nullptr, LineArg::port},                   // ScanDome
+    {0x803, nullptr, LineArg::port},                   //
+    {0x804, nullptr, LineArg::port},                   // scandome2 (HTX keyboard)
+    {0x805, nullptr, LineArg::port},                   //
+    {0x808, PTZAction_HIKC, LineArg::channel},         // HIK-C (coax)
+    {0x809, nullptr, LineArg::channel},                // HDA (coax)
+    {0x900, nullptr, LineArg::port},                   // INOS
+    {0x901, nullptr, LineArg::port},                   // INOS-V900
+    {0x1100, nullptr, LineArg::port},                  //
+    {0x1200, nullptr, LineArg::port},                  //
+    {0x1300, nullptr, LineArg::port},                  //
+    {0x1400, nullptr, LineArg::port},                  // EZ (WKC keyboard)
+    {0x1500, nullptr, LineArg::port},                  // ORX1000
+    {0x1600, PTZAction_PelcoD, LineArg::pelco_d},      // Pelco-D, or PELCO_D_TVI
+    {0x1601, PTZAction_PelcoP, LineArg::port},         // Pelco-P
+    {0x1602, PTZAction_Panasonic, LineArg::port},      // Panasonic
+    {0x1800, nullptr, LineArg::port},                  // RVision
+    {0x1900, nullptr, LineArg::port},                  // SPD
+    {0x1901, nullptr, LineArg::port},                  // SRX-100B
+    {0x1902, nullptr, LineArg::port},                  //
+    {0x1903, nullptr, LineArg::port},                  // SJ
+    {0x1904, PTZAction_SamsungE, LineArg::port},       // Samsung-E (SCC641)
+    {0x2000, nullptr, LineArg::port},                  // Tokina
+    {0x2200, nullptr, LineArg::port},                  //
+    {0x2201, nullptr, LineArg::port},                  // SPD with sequences and digital zoom
+    {0x2202, PTZAction_Vicon, LineArg::port},          // Vicon
+    {0x2300, nullptr, LineArg::port},                  // F2E (WKC keyboard)
+    {0x2301, nullptr, LineArg::port},                  // F2E (WKC keyboard)
+    {0x2302, nullptr, LineArg::port},                  // C1080B
+    {0x2303, nullptr, LineArg::port},                  // C1080B
 };
 
 constexpr bool sorted_by_model() {
@@ -76,7 +76,8 @@ void switch_mux(Daemon& d, int channel, int fd, unsigned long request, bool by_g
     if (by_group) {
         for (const TdmEntry& e : d.tdm) {
             if (e.count != 0 && e.first <= channel && channel < e.last) {
-                d.log("\tchannel %d is found on tdm(%d,%d), data send to %d\n", channel, e.first, e.last, e.target);
+                d.log("\tchannel %d is found on tdm(%d,%d), data send to %d\n", channel, e.first, e.last,
+                      e.target);
                 if (e.target >= 0) arg = static_cast<unsigned long>(e.target);
                 break;
             }
@@ -95,10 +96,10 @@ const DriverEntry* find_driver(uint16_t model) {
 }
 
 bool is_ptz_device(int m) {
-    return m == 256 || m == 512 || m == 513 || (m >= 768 && m <= 774) || m == 1280 || m == 1281 || m == 1536 ||
-           (m >= 2048 && m <= 2057) || m == 2304 || m == 2305 || m == 4352 || m == 4608 || m == 4864 ||
-           m == 5120 || m == 5376 || (m >= 5632 && m <= 5634) || m == 6144 || (m >= 6400 && m <= 6404) ||
-           m == 8192 || (m >= 8704 && m <= 8706) || (m >= 8960 && m <= 8963);
+    return m == 256 || m == 512 || m == 513 || (m >= 768 && m <= 774) || m == 1280 || m == 1281 ||
+           m == 1536 || (m >= 2048 && m <= 2057) || m == 2304 || m == 2305 || m == 4352 || m == 4608 ||
+           m == 4864 || m == 5120 || m == 5376 || (m >= 5632 && m <= 5634) || m == 6144 ||
+           (m >= 6400 && m <= 6404) || m == 8192 || (m >= 8704 && m <= 8706) || (m >= 8960 && m <= 8963);
 }
 
 bool same_command(Daemon& d, int channel, const uint8_t* cmd) {
@@ -156,8 +157,9 @@ int eptz_handler(Daemon& d, uint32_t channel_u, uint8_t* cmd) {
         d.os.close(fd);
         if (port == 6) {
             const uint32_t format = detected_format(status, channel);
-            d.log("PTZSVR : %s() : CH(%d) : PTZ port of this channel is set to CoC AUTO : port(%d), dev(%d)\n",
-                  "eptz_handler", channel, 6, fd);
+            d.log(
+                "PTZSVR : %s() : CH(%d) : PTZ port of this channel is set to CoC AUTO : port(%d), dev(%d)\n",
+                "eptz_handler", channel, 6, fd);
             d.log("\tformat is %xh\n", format);
             if (format == 3) {
                 d.log("\tset to HDA\n");
@@ -169,8 +171,8 @@ int eptz_handler(Daemon& d, uint32_t channel_u, uint8_t* cmd) {
                 d.log("\tset to C1080\n");
                 model = kModelC1080Auto;
             }
-            d.log("PTZSVR : %s() : port:%d, addr:%d, model_id:%x, is_coc %d\n", "eptz_handler", 6, address, model,
-                  1);
+            d.log("PTZSVR : %s() : port:%d, addr:%d, model_id:%x, is_coc %d\n", "eptz_handler", 6, address,
+                  model, 1);
             set_serial_port(d, channel);
             d.current_channel = channel;
             coax = true;
@@ -179,8 +181,8 @@ int eptz_handler(Daemon& d, uint32_t channel_u, uint8_t* cmd) {
     }
     if (!auto_resolved) {
         const int is_coc = (port == 5 || port == 6) ? 1 : 0;
-        d.log("PTZSVR : %s() : port:%d, addr:%d, model_id:%x, is_coc %d\n", "eptz_handler", port, address, model,
-              is_coc);
+        d.log("PTZSVR : %s() : port:%d, addr:%d, model_id:%x, is_coc %d\n", "eptz_handler", port, address,
+              model, is_coc);
         set_serial_port(d, channel);
         d.current_channel = channel;
         if (port >= 5) coax = true;

@@ -87,8 +87,8 @@ int set_serial_port(Daemon& d, int channel) {
     const int baud = d.conf.baud(channel), data = d.conf.data_bits(channel), parity = d.conf.parity(channel),
               stop = d.conf.stop_bits(channel);
     if (e.baud == baud && e.data_bits == data && e.parity == parity && e.stop_bits == stop) return 0;
-    d.log("Configuration of serial_port[%d] is changed...so we have to reset(%d,%d,%d,%d)\n", port, baud, data,
-          parity, stop);
+    d.log("Configuration of serial_port[%d] is changed...so we have to reset(%d,%d,%d,%d)\n", port, baud,
+          data, parity, stop);
     set_serial(d, e.fd, baud, data, parity, stop);
     e.baud = baud;
     e.data_bits = data;
@@ -106,7 +106,8 @@ uint32_t get_ptz_addr_from_conf(Daemon& d, int channel) {
             d.log("\t check tdm ch %d, %d ~ %d \n", e.target, e.first, e.last);
             if (e.first <= channel && channel < e.last) {
                 const int addr = channel - e.first + 1;
-                d.log("\tchannel %d is found on tdm(%d,%d), data send to %d\n", channel, e.first, e.last, addr);
+                d.log("\tchannel %d is found on tdm(%d,%d), data send to %d\n", channel, e.first, e.last,
+                      addr);
                 return static_cast<uint32_t>(addr);
             }
         }
@@ -140,7 +141,14 @@ void coax_line_switch(Daemon& d, int channel, int port, const StatusRecord& stat
     const int ct = d.sv.coc_type;
     if (ct != 6 && ct != 7 && ct != 8) return;
     switch (detected_format(status, channel)) {
-        case 5: case 6: case 7: case 9: case 10: case 14: case 15: case 16: break;
+        case 5:
+        case 6:
+        case 7:
+        case 9:
+        case 10:
+        case 14:
+        case 15:
+        case 16: break;
         default: return;
     }
     const int fd = d.os.open("/dev/av_devs", open_read);
@@ -155,7 +163,8 @@ void coax_line_switch(Daemon& d, int channel, int port, const StatusRecord& stat
             if (e.count == 0) continue;
             d.log("\ttdm(%d) count %d  %d~%d\n", e.target, e.count, e.first, e.last);
             if (e.first <= channel && channel < e.last) {
-                d.log("\tchannel %d is found on tdm(%d,%d), data send to %d\n", channel, e.first, e.last, e.target);
+                d.log("\tchannel %d is found on tdm(%d,%d), data send to %d\n", channel, e.first, e.last,
+                      e.target);
                 if (e.target >= 0) t = e.target;
                 break;
             }
@@ -165,10 +174,14 @@ void coax_line_switch(Daemon& d, int channel, int port, const StatusRecord& stat
         for (const TdmEntry& e : d.tdm) {
             if (e.count == 0) continue;
             d.log("\ttdm(%d) count %d  %d~%d\n", e.target, e.count, e.first, e.last);
-            if (e.target == 0 && (channel == 0 || channel == 2)) r = 0;
-            else if (e.target == 2 && e.count == 3 && channel >= 1 && channel <= 3) r = 1;
-            else if (e.target == 2 && e.count == 4) r = 1;
-            else if (e.target == 2 && e.count == 2 && (channel == 1 || channel == 3)) r = 1;
+            if (e.target == 0 && (channel == 0 || channel == 2))
+                r = 0;
+            else if (e.target == 2 && e.count == 3 && channel >= 1 && channel <= 3)
+                r = 1;
+            else if (e.target == 2 && e.count == 4)
+                r = 1;
+            else if (e.target == 2 && e.count == 2 && (channel == 1 || channel == 3))
+                r = 1;
             if (r >= 0) d.log("\tchannel %d is found on tdm(%d), data send to %d\n", channel, e.target, r);
         }
         if (r >= 0) t = r;

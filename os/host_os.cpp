@@ -29,13 +29,13 @@ namespace {
 
 // Writing the trace must not change the errno the daemon is about to look at.
 class KeepErrno {
-   public:
+public:
     KeepErrno() : saved_(errno) {}
     ~KeepErrno() { errno = saved_; }
     KeepErrno(const KeepErrno&) = delete;
     KeepErrno& operator=(const KeepErrno&) = delete;
 
-   private:
+private:
     int saved_;
 };
 
@@ -79,12 +79,9 @@ std::string request_text(unsigned long req) {
 
 const char* parity_name(Parity p) {
     switch (p) {
-        case Parity::even:
-            return "even";
-        case Parity::odd:
-            return "odd";
-        default:
-            return "none";
+        case Parity::even: return "even";
+        case Parity::odd: return "odd";
+        default: return "none";
     }
 }
 
@@ -92,7 +89,7 @@ const char* parity_name(Parity p) {
 
 // One trace record, built field by field in the order the fields are added.
 class HostOs::Line {
-   public:
+public:
     Line(int64_t t, const char* op) { text_ = "{\"t\":" + std::to_string(t) + ",\"op\":\"" + op + '"'; }
 
     Line& str(const char* key, std::string_view value) {
@@ -140,7 +137,7 @@ class HostOs::Line {
     }
     std::string finish() const { return text_ + "}\n"; }
 
-   private:
+private:
     void add_key(const char* key) {
         text_ += ",\"";
         text_ += key;
@@ -401,7 +398,8 @@ int HostOs::fill_status(const Desc& d, void* arg) {
 int HostOs::tcsetattr(int fd, const LineSettings& settings) {
     const int64_t t = now_us();
     Desc* d = find(fd);
-    const int ret = d != nullptr && d->kind == Kind::line_monitor ? 0 : posix::apply_line_settings(fd, settings);
+    const int ret =
+        d != nullptr && d->kind == Kind::line_monitor ? 0 : posix::apply_line_settings(fd, settings);
     const KeepErrno keep;
     if (ret == 0 && d != nullptr) {
         d->configured = true;
@@ -426,17 +424,11 @@ int HostOs::tcdrain(int fd) {
     return ret;
 }
 
-int HostOs::access_exists(const char* path) {
-    return ::access(board_path(path).c_str(), F_OK);
-}
+int HostOs::access_exists(const char* path) { return ::access(board_path(path).c_str(), F_OK); }
 
-int HostOs::unlink(const char* path) {
-    return ::unlink(board_path(path).c_str());
-}
+int HostOs::unlink(const char* path) { return ::unlink(board_path(path).c_str()); }
 
-int HostOs::getpid() {
-    return ::getpid();
-}
+int HostOs::getpid() { return ::getpid(); }
 
 void HostOs::usleep(uint32_t us) {
     emit(Line(now_us(), "sleep").num("us", us));
@@ -457,9 +449,7 @@ TimeVal HostOs::gettimeofday() {
     return TimeVal{tv.tv_sec, tv.tv_usec};
 }
 
-int64_t HostOs::time() {
-    return ::time(nullptr);
-}
+int64_t HostOs::time() { return ::time(nullptr); }
 
 int HostOs::socket_dgram() {
     const int fd = ::socket(AF_UNIX, SOCK_DGRAM, 0);
@@ -470,9 +460,7 @@ int HostOs::socket_dgram() {
     return fd;
 }
 
-int HostOs::bind_unix(int fd, const char* path) {
-    return posix::bind_unix(fd, board_path(path).c_str());
-}
+int HostOs::bind_unix(int fd, const char* path) { return posix::bind_unix(fd, board_path(path).c_str()); }
 
 int HostOs::wait_readable(int fd, int64_t timeout_us) {
     int ret = 0;
@@ -490,9 +478,7 @@ int HostOs::wait_readable(int fd, int64_t timeout_us) {
     return ret;
 }
 
-long HostOs::recvfrom(int fd, void* buf, size_t len) {
-    return ::recvfrom(fd, buf, len, 0, nullptr, nullptr);
-}
+long HostOs::recvfrom(int fd, void* buf, size_t len) { return ::recvfrom(fd, buf, len, 0, nullptr, nullptr); }
 
 int HostOs::install_signal(int sig, bool ignore, SignalSink* sink) {
     return posix::install_signal(sig, ignore, sink);

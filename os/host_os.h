@@ -28,7 +28,7 @@
 namespace ptz {
 
 class HostOs : public Os {
-   public:
+public:
     // `trace_path` empty: no trace. `conf_a_size` and `conf_b_size` are the
     // sizes of the two buffers the configuration load fills.
     HostOs(std::string board_dir, const std::string& trace_path, size_t conf_a_size, size_t conf_b_size);
@@ -63,7 +63,7 @@ class HostOs : public Os {
 
     int install_signal(int sig, bool ignore, SignalSink* sink) override;
 
-   private:
+private:
     enum class Kind : uint8_t {
         file,          // anything else: system variables, the pid file
         serial,        // a real terminal

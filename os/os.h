@@ -31,9 +31,9 @@ struct TimeVal {
 
 // Open flags, a small closed set so that every backend understands them.
 enum OpenMode : int {
-    open_read = 0,             // O_RDONLY
-    open_rdwr_nonblock = 1,    // O_RDWR | O_NONBLOCK | O_NOCTTY (serial lines)
-    open_write_create = 2,     // O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, mode 0644
+    open_read = 0,           // O_RDONLY
+    open_rdwr_nonblock = 1,  // O_RDWR | O_NONBLOCK | O_NOCTTY (serial lines)
+    open_write_create = 2,   // O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, mode 0644
 };
 
 // Receives signals. Backends never run daemon code inside an asynchronous

@@ -31,8 +31,9 @@ int open_serial(Daemon& d, int port) {
     switch (port) {
         case 1: std::snprintf(name, sizeof name, "/dev/ttyS0"); break;
         case 2:
-            std::snprintf(name, sizeof name, (t == 17 || t == 19 || t == 20 || t == 21 || t == 24) ? "/dev/ttyS1"
-                                                                                                  : "/dev/ttyS2");
+            std::snprintf(
+                name, sizeof name,
+                (t == 17 || t == 19 || t == 20 || t == 21 || t == 24) ? "/dev/ttyS1" : "/dev/ttyS2");
             break;
         case 3: std::snprintf(name, sizeof name, "/dev/ttyS2"); break;
         case 4: std::snprintf(name, sizeof name, "/dev/ttyS3"); break;

@@ -34,7 +34,9 @@ struct CmdBuilder {
         wr32(b.data() + off::pan, p), wr32(b.data() + off::tilt, t), wr32(b.data() + off::zoom, z);
         return *this;
     }
-    CmdBuilder& requester(int32_t r) { return wr32(b.data() + off::requester, static_cast<uint32_t>(r)), *this; }
+    CmdBuilder& requester(int32_t r) {
+        return wr32(b.data() + off::requester, static_cast<uint32_t>(r)), *this;
+    }
     operator Bytes() const { return b; }
 };
 
@@ -54,11 +56,13 @@ protected:
             board.add_device(tty);
     }
 
-    void sysvar(const std::string& name, int v) { board.set_sysvar("/proc/orv_sys_vars/" + name, std::to_string(v)); }
+    void sysvar(const std::string& name, int v) {
+        board.set_sysvar("/proc/orv_sys_vars/" + name, std::to_string(v));
+    }
 
     // Channel settings in buffer B; defaults: 9600 8N1.
-    void channel(int ch, int port, uint16_t model, uint16_t addr = 1, int baud = 3, int data = 0, int parity = 0,
-                 int stop = 0) {
+    void channel(int ch, int port, uint16_t model, uint16_t addr = 1, int baud = 3, int data = 0,
+                 int parity = 0, int stop = 0) {
         uint8_t* r = board.config.data() + kChannelRecordSize * static_cast<size_t>(ch);
         r[cfg::port] = static_cast<uint8_t>(port);
         r[cfg::baud] = static_cast<uint8_t>(baud);
@@ -99,7 +103,8 @@ protected:
     std::vector<Bytes> coax_frames() const {
         std::vector<Bytes> out;
         for (const SimCall* c : board.find("ioctl", "/dev/av_devs"))
-            if (c->req == 0x40126120) out.emplace_back(c->data.begin() + 8, c->data.begin() + 8 + rd32(c->data.data() + 4));
+            if (c->req == 0x40126120)
+                out.emplace_back(c->data.begin() + 8, c->data.begin() + 8 + rd32(c->data.data() + 4));
         return out;
     }
     bool logged(const std::string& text) const {

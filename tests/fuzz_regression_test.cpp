@@ -11,7 +11,8 @@ namespace {
 
 Bytes from_hex(const std::string& hex) {
     Bytes out;
-    for (size_t i = 0; i + 1 < hex.size(); i += 2) out.push_back(static_cast<uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+    for (size_t i = 0; i + 1 < hex.size(); i += 2)
+        out.push_back(static_cast<uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
     return out;
 }
 
@@ -25,7 +26,10 @@ TEST(FuzzRegression, FoundInputsRunCleanly) {
         // The simulated board copied an empty datagram from a null buffer.
         {"empty datagram", "00000000000000000000000000", 1},
         {"empty datagram after a TVI move (as found)",
-         "030000040000000000010005" "1c0300000011000005000600" "00001c11e000001400000000" "000000401000000000000000"
+         "030000040000000000010005"
+         "1c0300000011000005000600"
+         "00001c11e000001400000000"
+         "000000401000000000000000"
          "00fb000100000000000000",
          3},
     };

@@ -87,7 +87,7 @@ bool eventually(const std::function<bool()>& done) {
 }
 
 class HostRunnerTest : public ::testing::Test {
-   protected:
+protected:
     void SetUp() override {
         char tmpl[] = "/tmp/ptzhost.XXXXXX";
         ASSERT_NE(mkdtemp(tmpl), nullptr);

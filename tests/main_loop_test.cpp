@@ -199,7 +199,8 @@ TEST_F(Startup, LogsTheMachine) {
     EXPECT_TRUE(logged("PTZSVR : __model = 523, __max_coc_channels = 4, __coc_type = 7\n"));
     // Model 523 shifts the on-board ports by one; coc type 7 puts the coax mux on port 4.
     EXPECT_EQ(board.find("open", "/dev/ttyS3").size(), 2u);
-    EXPECT_TRUE(logged("PTZSVR : open coc_mux_port(port:4) -> (fd:" + std::to_string(d->ports[4].fd) + ")\n"));
+    EXPECT_TRUE(
+        logged("PTZSVR : open coc_mux_port(port:4) -> (fd:" + std::to_string(d->ports[4].fd) + ")\n"));
 }
 
 }  // namespace

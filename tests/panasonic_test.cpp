@@ -8,7 +8,10 @@ namespace {
 // STX "AD" address text ETX; control texts of 7 characters are short frames, of 15 long ones.
 Bytes pana(std::string text, const std::string& addr = "01") {
     if (text.size() == 7 || text.size() == 15) text = (text.size() == 7 ? ";GC7:" : ";GCF:") + text;
-    const std::string frame = "\x02" "AD" + addr + text + "\x03";
+    const std::string frame =
+        "\x02"
+        "AD" +
+        addr + text + "\x03";
     return Bytes(frame.begin(), frame.end());
 }
 Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {

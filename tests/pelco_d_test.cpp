@@ -32,7 +32,8 @@ Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE091).arg16(code).action
 TEST_F(PelcoD, FramesAcrossTheVocabulary) {
     const FrameCase cases[] = {
         {"pan left", {mv(0x20, 0x40)}, {frame(1, 0x04, 0x20, 0)}},
-        {"left then up accumulates", {mv(0x20, 0x40), mv(0x40, 0x60)},
+        {"left then up accumulates",
+         {mv(0x20, 0x40), mv(0x40, 0x60)},
          {frame(1, 0x04, 0x20, 0), frame(1, 0x0C, 0x20, 0x20)}},
         {"left-up diagonal", {mv(61, 67)}, {frame(1, 0x0C, 3, 3)}},
         {"left-down diagonal", {mv(0, 0)}, {frame(1, 0x14, 0x40, 0x40)}},
@@ -42,26 +43,32 @@ TEST_F(PelcoD, FramesAcrossTheVocabulary) {
         {"66 is not diagonal: down wins", {mv(66, 58)}, {frame(1, 0x10, 0, 6)}},
         {"right", {mv(0x50, 0x40)}, {frame(1, 0x02, 0x10, 0)}},
         {"centre sends state unchanged", {mv(0x40, 0x40)}, {frame(1, 0, 0, 0)}},
-        {"tie x = y sends state", {mv(0x20, 0x40), mv(63, 63)},
+        {"tie x = y sends state",
+         {mv(0x20, 0x40), mv(63, 63)},
          {frame(1, 0x04, 0x20, 0), frame(1, 0x04, 0x20, 0)}},
         {"tie x + y = 128 sends state", {mv(63, 65)}, {frame(1, 0, 0, 0)}},
         {"zoom tele at top speed", {mv(0xFF, 0, 1)}, {frame(1, 0x25, 0, 11), frame(1, 0x20, 0, 0)}},
         {"zoom at centre is wide speed 0", {mv(0x40, 0, 1)}, {frame(1, 0x25, 0, 0), frame(1, 0x40, 0, 0)}},
         {"focus far", {mv(0x60, 0, 2)}, {frame(1, 0x27, 0, 2), frame(1, 0x80, 0, 0)}},
         {"focus near", {mv(0x20, 0, 2)}, {frame(1, 0x27, 0, 2), frame(1, 0x100, 0, 0)}},
-        {"iris open replaces the word", {mv(0x20, 0x40), mv(0x41, 0, 3)},
+        {"iris open replaces the word",
+         {mv(0x20, 0x40), mv(0x41, 0, 3)},
          {frame(1, 0x04, 0x20, 0), frame(1, 0x200, 0, 0)}},
         {"iris close", {mv(0x40, 0, 3)}, {frame(1, 0x400, 0, 0)}},
-        {"unknown action sends state", {mv(0x20, 0x40), mv(0x10, 0x10, 7)},
+        {"unknown action sends state",
+         {mv(0x20, 0x40), mv(0x10, 0x10, 7)},
          {frame(1, 0x04, 0x20, 0), frame(1, 0x04, 0x20, 0)}},
-        {"stop after action", {mv(0x20, 0x40, 0, 1), mv(0x40, 0x60)},
+        {"stop after action",
+         {mv(0x20, 0x40, 0, 1), mv(0x40, 0x60)},
          {frame(1, 0x04, 0x20, 0), frame(1, 0, 0, 0), frame(1, 0x08, 0, 0x20)}},
-        {"stop resets", {mv(0x20, 0x40), CmdBuilder(0xE013), mv(0x40, 0x60)},
+        {"stop resets",
+         {mv(0x20, 0x40), CmdBuilder(0xE013), mv(0x40, 0x60)},
          {frame(1, 0x04, 0x20, 0), frame(1, 0, 0, 0), frame(1, 0x08, 0, 0x20)}},
         {"store preset from action", {CmdBuilder(0xE020).action(0x105)}, {frame(1, 0x03, 0, 5)}},
         {"clear preset", {CmdBuilder(0xE022).action(7)}, {frame(1, 0x05, 0, 7)}},
         {"go to preset from offset 12", {CmdBuilder(0xE014).arg16(300)}, {frame(1, 0x07, 0, 44)}},
-        {"set position: tilt, zoom, pan, low 16 bits", {CmdBuilder(0xE0A4).pos(0x12345, 0x0203, 0x0405)},
+        {"set position: tilt, zoom, pan, low 16 bits",
+         {CmdBuilder(0xE0A4).pos(0x12345, 0x0203, 0x0405)},
          {frame(1, 0x4D, 2, 3), frame(1, 0x4F, 4, 5), frame(1, 0x4B, 0x23, 0x45)}},
         {"unknown msg id", {CmdBuilder(0xE0AA)}, {}},
         {"aux output on", {aux(3, true)}, {frame(1, 0x09, 0, 3)}},
@@ -87,7 +94,8 @@ TEST_F(PelcoD, FramesAcrossTheVocabulary) {
         {"menu enter holds iris open", {aux(730, false)}, {frame(1, 0x200, 0, 0), frame(1, 0, 0, 0)}},
         {"manual iris close", {aux(130, false)}, {frame(1, 0x400, 0, 0), frame(1, 0, 0, 0)}},
         {"skip menu exit sends nothing", {aux(740, true)}, {}},
-        {"aux resets the state", {mv(0x20, 0x40), aux(3, true), mv(0x40, 0x60)},
+        {"aux resets the state",
+         {mv(0x20, 0x40), aux(3, true), mv(0x40, 0x60)},
          {frame(1, 0x04, 0x20, 0), frame(1, 0x09, 0, 3), frame(1, 0x08, 0, 0x20)}},
     };
     for (const FrameCase& c : cases) {
@@ -113,11 +121,16 @@ TEST_F(PelcoD, WaitsAndMenuKeyHold) {
 
 TEST_F(PelcoD, AuxLogTexts) {
     const std::pair<Bytes, const char*> cases[] = {
-        {aux(3, true), "aux 3 on\n"},          {aux(9, false), "aux 9 off\n"},
-        {aux(110, true), "set pattern start 1\n"}, {aux(555, true), "run pattern 5\n"},
-        {aux(574, false), "set ascan stop 4\n"}, {aux(712, true), "run Tour 2\n"},
-        {aux(723, true), "run Scan 3\n"},        {aux(1000, true), "pelcod unkown aux command sent to preset, 1000\n"},
-        {aux(590, true), "man limit start\n"},   {aux(598, false), "stop scan\n"},
+        {aux(3, true), "aux 3 on\n"},
+        {aux(9, false), "aux 9 off\n"},
+        {aux(110, true), "set pattern start 1\n"},
+        {aux(555, true), "run pattern 5\n"},
+        {aux(574, false), "set ascan stop 4\n"},
+        {aux(712, true), "run Tour 2\n"},
+        {aux(723, true), "run Scan 3\n"},
+        {aux(1000, true), "pelcod unkown aux command sent to preset, 1000\n"},
+        {aux(590, true), "man limit start\n"},
+        {aux(598, false), "stop scan\n"},
     };
     for (const auto& [cmd, text] : cases) {
         SCOPED_TRACE(text);
@@ -141,16 +154,16 @@ TEST_F(PelcoD, PositionQueryReportsWhatTheCameraAnswers) {
     const auto reports = board.find("ioctl", "/dev/con2rec");
     ASSERT_EQ(reports.size(), 1u);
     EXPECT_EQ(reports[0]->req, 6u);
-    const Bytes expected = {0x14, 0x40, 0, 0, 24, 0, 0, 0, 0xD2, 0x04, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0,
-                            0x34, 0x12, 0, 0, 0x56, 0x12, 0, 0, 0, 0, 0, 0};
+    const Bytes expected = {0x14, 0x40, 0, 0, 24,   0,    0, 0, 0xD2, 0x04, 0, 0, 0, 0, 0, 0,
+                            1,    0,    0, 0, 0x34, 0x12, 0, 0, 0x56, 0x12, 0, 0, 0, 0, 0, 0};
     EXPECT_EQ(reports[0]->data, expected);
     // The zoom query waited its whole 0.3 s limit.
     EXPECT_GE(board.elapsed(), 300000);
 }
 
 TEST_F(PelcoD, ReportFiltersRequesterTags) {
-    const std::pair<int32_t, int32_t> cases[] = {{0, 0}, {1, 1}, {2, -1}, {999, -1}, {1000, 1000},
-                                                 {60999, 60999}, {61000, -1}, {-5, -1}};
+    const std::pair<int32_t, int32_t> cases[] = {{0, 0},       {1, 1},         {2, -1},     {999, -1},
+                                                 {1000, 1000}, {60999, 60999}, {61000, -1}, {-5, -1}};
     for (const auto& [in, out] : cases) {
         board.clear_calls();
         handle(0, CmdBuilder(0xE0A6, 0).requester(in));
@@ -175,14 +188,19 @@ protected:
 
 TEST_F(PelcoDTvi, EveryActionIsFollowedByAStop) {
     const FrameCase cases[] = {
-        {"left-up at fixed speed", {CmdBuilder(0xE011, 1).xy(0x10, 0x70)},
+        {"left-up at fixed speed",
+         {CmdBuilder(0xE011, 1).xy(0x10, 0x70)},
          {tvi(7, 0x0C, 0x24, 0x24), tvi(7, 0, 0, 0)}},
         {"right only", {CmdBuilder(0xE012, 1).xy(0x50, 0x40)}, {tvi(7, 0x02, 0x24, 0), tvi(7, 0, 0, 0)}},
-        {"zoom tele", {CmdBuilder(0xE011, 1).action(1).xy(0x50, 0)},
+        {"zoom tele",
+         {CmdBuilder(0xE011, 1).action(1).xy(0x50, 0)},
          {tvi(7, 0x25, 0, 0), tvi(7, 0x20, 0, 0), tvi(7, 0, 0, 0)}},
-        {"focus is reversed", {CmdBuilder(0xE011, 1).action(2).xy(0x50, 0)},
+        {"focus is reversed",
+         {CmdBuilder(0xE011, 1).action(2).xy(0x50, 0)},
          {tvi(7, 0x27, 0, 0), tvi(7, 0x100, 0, 0), tvi(7, 0, 0, 0)}},
-        {"menu enter without hold", {CmdBuilder(0xE090, 1).arg16(730)}, {tvi(7, 0x200, 0, 0), tvi(7, 0, 0, 0)}},
+        {"menu enter without hold",
+         {CmdBuilder(0xE090, 1).arg16(730)},
+         {tvi(7, 0x200, 0, 0), tvi(7, 0, 0, 0)}},
         {"menu", {CmdBuilder(0xE090, 1).arg16(595)}, {tvi(7, 0x03, 0, 95)}},
         {"preset fallback on", {CmdBuilder(0xE090, 1).arg16(12).action(0x101)}, {tvi(7, 0x07, 0, 12)}},
         {"presets are ignored", {CmdBuilder(0xE020, 1).action(3)}, {}},
@@ -194,7 +212,8 @@ TEST_F(PelcoDTvi, EveryActionIsFollowedByAStop) {
         EXPECT_EQ(coax_frames(), c.expected);
         EXPECT_TRUE(sleeps().empty());
         // The transmit request carries the channel, not a port.
-        for (const SimCall* call : board.find("ioctl", "/dev/av_devs")) EXPECT_EQ(rd32(call->data.data()), 1u);
+        for (const SimCall* call : board.find("ioctl", "/dev/av_devs"))
+            EXPECT_EQ(rd32(call->data.data()), 1u);
     }
 }
 

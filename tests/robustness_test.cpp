@@ -101,7 +101,8 @@ TEST_F(Robustness, ShortOrGarbageImageOnReloadThenGoodAgain) {
         board.config = c.image;
         reload();
         board.clear_calls();
-        for (int ch = 0; ch < kMaxChannels; ++ch) send(CmdBuilder(0xE011, static_cast<uint16_t>(ch)).xy(0x20, 0x40));
+        for (int ch = 0; ch < kMaxChannels; ++ch)
+            send(CmdBuilder(0xE011, static_cast<uint16_t>(ch)).xy(0x20, 0x40));
         EXPECT_EQ(handled(), kMaxChannels);
         if (c.channel0_refused) {
             EXPECT_TRUE(board.find("write", "/dev/ttyS2").empty());

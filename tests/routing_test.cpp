@@ -8,7 +8,8 @@ namespace {
 class Routing : public DaemonTest {
 protected:
     void receiver(int ch, int type) {
-        board.config[kChannelRecordSize * static_cast<size_t>(ch) + cfg::receiver_type] = static_cast<uint8_t>(type);
+        board.config[kChannelRecordSize * static_cast<size_t>(ch) + cfg::receiver_type] =
+            static_cast<uint8_t>(type);
     }
 };
 
@@ -16,8 +17,9 @@ TEST_F(Routing, CoaxPortNumberByCocTypeAndModel) {
     struct Case {
         int coc_type, model, port;
     };
-    const Case cases[] = {{2, 0, 3},   {4, 0, 4},   {5, 0, 4},   {6, 0, 4},   {7, 47, 4}, {7, 523, 4}, {7, 1, 3},
-                          {8, 527, 3}, {8, 393, 3}, {8, 395, 3}, {8, 396, 4}, {3, 0, -1}, {0, 0, -1}, {9, 0, -1}};
+    const Case cases[] = {{2, 0, 3},   {4, 0, 4},  {5, 0, 4},   {6, 0, 4},   {7, 47, 4},
+                          {7, 523, 4}, {7, 1, 3},  {8, 527, 3}, {8, 393, 3}, {8, 395, 3},
+                          {8, 396, 4}, {3, 0, -1}, {0, 0, -1},  {9, 0, -1}};
     for (const Case& c : cases) {
         sysvar("coc_type", c.coc_type);
         sysvar("model", c.model);

@@ -1,6 +1,6 @@
-#include "serial/reply.h"
 #include "serial/serial.h"
 
+#include "serial/reply.h"
 #include "tests/fixture.h"
 
 namespace ptz::test {
@@ -15,7 +15,9 @@ protected:
         start();
     }
     // Serves the reply script on the port-2 line.
-    void line(int64_t after_us, const Bytes& bytes) { board.queue_reply("/dev/ttyS2", board.now() + after_us, bytes); }
+    void line(int64_t after_us, const Bytes& bytes) {
+        board.queue_reply("/dev/ttyS2", board.now() + after_us, bytes);
+    }
 };
 
 TEST_F(Serial, BlockWritesWaitForTheLine) {
@@ -41,7 +43,8 @@ TEST_F(Serial, BlockWritesWaitForTheLine) {
         EXPECT_EQ(sleeps(), c.sleeps);
         std::vector<unsigned long> dio;
         for (const SimCall* io : board.find("ioctl", "/dev/dio")) dio.push_back(io->req);
-        EXPECT_EQ(dio, c.enable ? (std::vector<unsigned long>{c.enable, c.disable}) : std::vector<unsigned long>{});
+        EXPECT_EQ(
+            dio, c.enable ? (std::vector<unsigned long>{c.enable, c.disable}) : std::vector<unsigned long>{});
         // Order: enable, settle, write, line wait, release.
         ASSERT_GE(board.calls.size(), 4u);
         EXPECT_EQ(board.find("write").size(), 1u);
@@ -91,8 +94,11 @@ TEST_F(Serial, RecvCommandFindsCheckedFrames) {
     const Case cases[] = {
         {"clean reply after 20 ms", {{20000, good}}, 7, 20000, 23000},
         {"reply behind noise and a false start", {{5000, noisy}}, 7, 5000, 8000},
-        {"split over two reads", {{1000, Bytes(good.begin(), good.begin() + 3)}, {9000, Bytes(good.begin() + 3, good.end())}},
-         7, 9000, 12000},
+        {"split over two reads",
+         {{1000, Bytes(good.begin(), good.begin() + 3)}, {9000, Bytes(good.begin() + 3, good.end())}},
+         7,
+         9000,
+         12000},
         {"bad checksum waits out the limit", {{1000, bad}}, 0, 300000, 302000},
         {"silent line waits out the limit", {}, 0, 300000, 302000},
         {"garbage then quiet breaks by length", {{1000, Bytes(15, 0x55)}}, 0, 1000, 4000},

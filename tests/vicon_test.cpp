@@ -13,12 +13,8 @@ Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
 Bytes move(uint8_t dir, uint8_t pan_hi, uint8_t pan_lo, uint8_t tilt_hi, uint8_t tilt_lo) {
     return {dir, 0, 0, 0, pan_hi, pan_lo, tilt_hi, tilt_lo};
 }
-Bytes preset(uint8_t op, uint8_t n) {
-    return {0, 0, 0, 0, op, n, 0x70, 0x70};
-}
-Bytes aux(uint16_t code, bool on = true) {
-    return CmdBuilder(0xE090).arg16(code).action(on ? 0x0101 : 0);
-}
+Bytes preset(uint8_t op, uint8_t n) { return {0, 0, 0, 0, op, n, 0x70, 0x70}; }
+Bytes aux(uint16_t code, bool on = true) { return CmdBuilder(0xE090).arg16(code).action(on ? 0x0101 : 0); }
 
 class Vicon : public DaemonTest {
 protected:

@@ -86,8 +86,10 @@ void handle_aux(Daemon& d, int channel, Cmd c) {
             break;
         case 730:
             d.log("HIK-C enter\n");
-            if (d.sv.support_ravel_oem) coc_send_hikc(d, channel, code::goto_preset, 0x5F);
-            else coc_send_hikc(d, channel, code::iris_open);
+            if (d.sv.support_ravel_oem)
+                coc_send_hikc(d, channel, code::goto_preset, 0x5F);
+            else
+                coc_send_hikc(d, channel, code::iris_open);
             break;
         case 731:
             d.log("HIK-C enter\n");

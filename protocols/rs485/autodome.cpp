@@ -64,12 +64,8 @@ constexpr std::array<uint8_t, N> sealed(std::array<uint8_t, N> f) {
     return f;
 }
 
-constexpr uint8_t addr_high(uint16_t addr) {
-    return static_cast<uint8_t>(addr >> 8);
-}
-constexpr uint8_t addr_low(uint16_t addr) {
-    return static_cast<uint8_t>(addr - 1);
-}
+constexpr uint8_t addr_high(uint16_t addr) { return static_cast<uint8_t>(addr >> 8); }
+constexpr uint8_t addr_low(uint16_t addr) { return static_cast<uint8_t>(addr - 1); }
 
 constexpr VarFrame var_frame(uint16_t addr, uint16_t cmd, uint8_t data) {
     return sealed(VarFrame{0x87, addr_high(addr), addr_low(addr), 0x05, static_cast<uint8_t>(data & 0x7F),
@@ -104,18 +100,13 @@ static_assert(var_frame(1, var_pan_tilt(0, 0x40).cmd, var_pan_tilt(0, 0x40).data
               "full left pans at speed 0: the speed's top bit falls out of its byte");
 
 // Zoom speed in steps of 8, doubled; a value with bit 7 set goes out as 0x7F.
-constexpr int zoom_speed(int distance) {
-    return (distance & 0x78) * 2;
-}
-constexpr uint8_t zoom_byte(int speed) {
-    return static_cast<uint8_t>(speed & 0x80 ? 0x7F : speed);
-}
+constexpr int zoom_speed(int distance) { return (distance & 0x78) * 2; }
+constexpr uint8_t zoom_byte(int speed) { return static_cast<uint8_t>(speed & 0x80 ? 0x7F : speed); }
 
 VarControl var_action(Daemon& d, Cmd c) {
     const int x = c.x();
     switch (c.action()) {
-        case act::pan_tilt:
-            return var_pan_tilt(x, c.y());
+        case act::pan_tilt: return var_pan_tilt(x, c.y());
         case act::zoom:
             if (x > kCentre) {
                 const int s = zoom_speed(x - kCentre);
@@ -137,22 +128,17 @@ VarControl var_action(Daemon& d, Cmd c) {
             }
             d.log("PTZCORE : IRIS open\n");
             return {kIrisOpen, 0};
-        default:
-            return {0, 0};
+        default: return {0, 0};
     }
 }
 
 uint16_t fixed_action(Cmd c) {
     const int x = c.x();
     switch (c.action()) {
-        case act::pan_tilt:
-            return move_of(classify_xy(x, c.y()), x, c.y(), kFixedBits).word;
-        case act::zoom:
-            return x > kCentre ? kFixedZoomIn : x < kCentre ? kFixedZoomOut : 0;
-        case act::focus:
-            return x > kCentre ? kFixedFocusHigh : x < kCentre ? kFixedFocusLow : 0;
-        default:
-            return 0;
+        case act::pan_tilt: return move_of(classify_xy(x, c.y()), x, c.y(), kFixedBits).word;
+        case act::zoom: return x > kCentre ? kFixedZoomIn : x < kCentre ? kFixedZoomOut : 0;
+        case act::focus: return x > kCentre ? kFixedFocusHigh : x < kCentre ? kFixedFocusLow : 0;
+        default: return 0;
     }
 }
 
@@ -213,9 +199,7 @@ void PTZAction_AutoDome(Daemon& d, int port, uint16_t addr, uint8_t* cmd) {
     const Cmd c{cmd};
     if (send_preset(d, port, addr, c)) return;
     switch (c.msg_id()) {
-        case msg::stop:
-            send_var(d, port, addr, 0, 0);
-            break;
+        case msg::stop: send_var(d, port, addr, 0, 0); break;
         case msg::move:
         case msg::move_cont: {
             const VarControl v = var_action(d, c);
@@ -224,11 +208,8 @@ void PTZAction_AutoDome(Daemon& d, int port, uint16_t addr, uint8_t* cmd) {
             break;
         }
         case msg::aux:
-        case msg::aux2:
-            var_aux(d, port, addr, c);
-            break;
-        default:
-            break;
+        case msg::aux2: var_aux(d, port, addr, c); break;
+        default: break;
     }
 }
 
@@ -238,15 +219,10 @@ void PTZAction_AutoDome_Fixed(Daemon& d, int port, uint16_t addr, uint8_t* cmd) 
     const Cmd c{cmd};
     if (send_preset(d, port, addr, c)) return;
     switch (c.msg_id()) {
-        case msg::stop:
-            send_fixed_speed(d, port, addr, 0);
-            break;
+        case msg::stop: send_fixed_speed(d, port, addr, 0); break;
         case msg::move:
-        case msg::move_cont:
-            send_fixed_speed(d, port, addr, fixed_action(c));
-            break;
-        default:
-            break;
+        case msg::move_cont: send_fixed_speed(d, port, addr, fixed_action(c)); break;
+        default: break;
     }
 }
 

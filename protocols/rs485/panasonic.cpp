@@ -35,9 +35,7 @@ using Text = std::array<char, N>;
 using ShortBody = Text<7>;
 using LongBody = Text<15>;
 
-constexpr char hex_digit(int v) {
-    return "0123456789ABCDEF"[v & 0xF];
-}
+constexpr char hex_digit(int v) { return "0123456789ABCDEF"[v & 0xF]; }
 
 // "%02d" of the address, of which the frame has room for two characters: a
 // three-digit address loses its last digit.
@@ -71,32 +69,21 @@ static_assert(lens_nibble(0) == 4 && lens_nibble(63) == 4 && lens_nibble(16) == 
 
 constexpr char direction_char(Dir dir) {
     switch (dir) {
-        case Dir::left_up:
-            return '9';
-        case Dir::left_down:
-            return 'F';
-        case Dir::right_up:
-            return 'B';
-        case Dir::right_down:
-            return 'D';
-        case Dir::left:
-            return '8';
-        case Dir::right:
-            return 'C';
-        case Dir::down:
-            return 'E';
-        case Dir::up:
-            return 'A';
-        case Dir::none:
-            break;
+        case Dir::left_up: return '9';
+        case Dir::left_down: return 'F';
+        case Dir::right_up: return 'B';
+        case Dir::right_down: return 'D';
+        case Dir::left: return '8';
+        case Dir::right: return 'C';
+        case Dir::down: return 'E';
+        case Dir::up: return 'A';
+        case Dir::none: break;
     }
     return '0';
 }
 
 // One hex digit: a quarter of the distance from the centre, at most 15.
-constexpr int axis_speed(int v) {
-    return std::min(speed_of(v) / 4, 15);
-}
+constexpr int axis_speed(int v) { return std::min(speed_of(v) / 4, 15); }
 
 constexpr ShortBody pan_tilt_body(int x, int y) {
     return {'9',
@@ -107,12 +94,8 @@ constexpr ShortBody pan_tilt_body(int x, int y) {
             hex_digit(axis_speed(x)),
             hex_digit(axis_speed(y))};
 }
-constexpr ShortBody zoom_body(int x) {
-    return {'9', '0', '2', hex_digit(lens_nibble(x)), '1', '0', '0'};
-}
-constexpr ShortBody focus_body(int x) {
-    return {'9', '0', '3', '4', '1', '0', hex_digit(lens_nibble(x))};
-}
+constexpr ShortBody zoom_body(int x) { return {'9', '0', '2', hex_digit(lens_nibble(x)), '1', '0', '0'}; }
+constexpr ShortBody focus_body(int x) { return {'9', '0', '3', '4', '1', '0', hex_digit(lens_nibble(x))}; }
 constexpr ShortBody kPanTiltStop{'9', '0', '2', '8', '1', '0', '0'};
 constexpr ShortBody kLensStop{'9', '0', '3', '4', '0', '0', '8'};
 constexpr ShortBody kStorePresetLead{'D', '8', '1', '0', '0', '0', '0'};
@@ -161,18 +144,13 @@ long send_long(Daemon& d, int port, uint8_t addr, const LongBody& body) {
 void handle_action(Daemon& d, int port, uint8_t addr, Cmd c) {
     const int x = c.x();
     switch (c.action()) {
-        case act::zoom:
-            send_short(d, port, addr, zoom_body(x));
-            break;
+        case act::zoom: send_short(d, port, addr, zoom_body(x)); break;
         case act::pan_tilt:
             d.log("pan_spd : %d, %d\n", std::abs(kCentre - x), axis_speed(x));
             send_short(d, port, addr, pan_tilt_body(x, c.y()));
             break;
-        case act::focus:
-            send_short(d, port, addr, focus_body(x));
-            break;
-        default:
-            break;
+        case act::focus: send_short(d, port, addr, focus_body(x)); break;
+        default: break;
     }
 }
 
@@ -184,9 +162,7 @@ void PTZAction_Panasonic(Daemon& d, int port, uint16_t addr16, uint8_t* cmd) {
     pana_write(d, port, pana_frame(addr, ";RON:7", Text<0>{}));
     switch (c.msg_id()) {
         case msg::move:
-        case msg::move_cont:
-            handle_action(d, port, addr, c);
-            break;
+        case msg::move_cont: handle_action(d, port, addr, c); break;
         case msg::stop:
             send_short(d, port, addr, kPanTiltStop);
             send_short(d, port, addr, kLensStop);
@@ -200,8 +176,7 @@ void PTZAction_Panasonic(Daemon& d, int port, uint16_t addr16, uint8_t* cmd) {
             send_short(d, port, addr, kStorePresetLead);
             send_long(d, port, addr, preset_body("00219F0:0022", static_cast<uint8_t>(c.action() + 99)));
             break;
-        default:
-            break;
+        default: break;
     }
 }
 

@@ -53,31 +53,39 @@ using namespace pelcod;
 constexpr AuxRule kAuxRules[] = {
     {1, 7, AuxLog::output, "", "", 0, set_aux, clear_aux, 0, 0, true, false},
     {9, 9, AuxLog::output, "", "", 0, set_aux, clear_aux, 0, 0, true, false},
-    {130, 130, AuxLog::plain, "manual iris open\n", "manual iris close\n", 0, iris_open, iris_close, 0, 0, false,
-     true},
-    {502, 502, AuxLog::plain, "wiper for Wonwoo PTZ\n", "wiper for Wonwoo PTZ\n", 0, set_preset, set_preset, 0xF4,
-     0xF4, false, false},
+    {130, 130, AuxLog::plain, "manual iris open\n", "manual iris close\n", 0, iris_open, iris_close, 0, 0,
+     false, true},
+    {502, 502, AuxLog::plain, "wiper for Wonwoo PTZ\n", "wiper for Wonwoo PTZ\n", 0, set_preset, set_preset,
+     0xF4, 0xF4, false, false},
     {533, 533, AuxLog::plain, "flip\n", "flip\n", 0, goto_preset, goto_preset, 33, 33, false, false},
     {534, 534, AuxLog::plain, "pan zero\n", "pan zero\n", 0, goto_preset, goto_preset, 34, 34, false, false},
-    {551, 558, AuxLog::numbered, "run pattern ", "run pattern ", 550, run_pattern, run_pattern, -38, -38, true,
-     false},
-    {560, 568, AuxLog::numbered, "set pattern start ", "set pattern stop ", 560, pattern_start, pattern_stop, -48,
-     -48, true, false},
-    {570, 578, AuxLog::numbered, "set ascan start ", "set ascan stop ", 570, pattern_start, pattern_stop, -42, -42,
+    {551, 558, AuxLog::numbered, "run pattern ", "run pattern ", 550, run_pattern, run_pattern, -38, -38,
      true, false},
+    {560, 568, AuxLog::numbered, "set pattern start ", "set pattern stop ", 560, pattern_start, pattern_stop,
+     -48, -48, true, false},
+    {570, 578, AuxLog::numbered, "set ascan start ", "set ascan stop ", 570, pattern_start, pattern_stop, -42,
+     -42, true, false},
     {588, 588, AuxLog::plain, "ir in\n", "ir out\n", 0, goto_preset, goto_preset, 88, 89, false, false},
-    {590, 590, AuxLog::plain, "man limit start\n", "man limit stop\n", 0, set_preset, set_preset, 90, 91, false,
+    {590, 590, AuxLog::plain, "man limit start\n", "man limit stop\n", 0, set_preset, set_preset, 90, 91,
+     false, false},
+    {592, 592, AuxLog::plain, "man limit start\n", "man limit stop\n", 0, set_preset, set_preset, 92, 93,
+     false, false},
+    {595, 595, AuxLog::plain, "pelco-d menu\n", "pelco-d menu\n", 0, set_preset, set_preset, 95, 95, false,
      false},
-    {592, 592, AuxLog::plain, "man limit start\n", "man limit stop\n", 0, set_preset, set_preset, 92, 93, false,
+    {596, 596, AuxLog::plain, "stop scan\n", "stop scan\n", 0, goto_preset, goto_preset, 96, 96, false,
      false},
-    {595, 595, AuxLog::plain, "pelco-d menu\n", "pelco-d menu\n", 0, set_preset, set_preset, 95, 95, false, false},
-    {596, 596, AuxLog::plain, "stop scan\n", "stop scan\n", 0, goto_preset, goto_preset, 96, 96, false, false},
-    {597, 597, AuxLog::plain, "rand scan\n", "stop scan\n", 0, goto_preset, goto_preset, 97, 96, false, false},
-    {598, 598, AuxLog::plain, "frame scan\n", "stop scan\n", 0, goto_preset, goto_preset, 98, 96, false, false},
-    {599, 599, AuxLog::plain, "auto scan\n", "stop scan\n", 0, goto_preset, goto_preset, 99, 96, false, false},
-    {711, 718, AuxLog::numbered, "run Tour ", "run Tour ", 710, run_pattern, run_pattern, 90, 90, true, false},
-    {721, 728, AuxLog::numbered, "run Scan ", "run Scan ", 720, run_pattern, run_pattern, 64, 64, true, false},
-    {730, 730, AuxLog::plain, "pelco-d enter\n", "pelco-d enter\n", 0, iris_open, iris_open, 0, 0, false, true},
+    {597, 597, AuxLog::plain, "rand scan\n", "stop scan\n", 0, goto_preset, goto_preset, 97, 96, false,
+     false},
+    {598, 598, AuxLog::plain, "frame scan\n", "stop scan\n", 0, goto_preset, goto_preset, 98, 96, false,
+     false},
+    {599, 599, AuxLog::plain, "auto scan\n", "stop scan\n", 0, goto_preset, goto_preset, 99, 96, false,
+     false},
+    {711, 718, AuxLog::numbered, "run Tour ", "run Tour ", 710, run_pattern, run_pattern, 90, 90, true,
+     false},
+    {721, 728, AuxLog::numbered, "run Scan ", "run Scan ", 720, run_pattern, run_pattern, 64, 64, true,
+     false},
+    {730, 730, AuxLog::plain, "pelco-d enter\n", "pelco-d enter\n", 0, iris_open, iris_open, 0, 0, false,
+     true},
     {731, 731, AuxLog::plain, "pelco-d esc\n", "pelco-d esc\n", 0, iris_close, iris_close, 0, 0, false, true},
 };
 
@@ -86,7 +94,8 @@ constexpr const AuxRule* find_aux(uint16_t code) {
         if (code >= r.first && code <= r.last) return &r;
     return nullptr;
 }
-static_assert(!find_aux(8) && find_aux(9)->first == 9 && !find_aux(719), "aux 9 is an output although 8 is not");
+static_assert(!find_aux(8) && find_aux(9)->first == 9 && !find_aux(719),
+              "aux 9 is an output although 8 is not");
 
 void pelcod_tvi_send(Daemon& d, int channel, uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2) {
     const PelcoDTviFrame f = pelcod_tvi_frame(addr, cmd, d1, d2);
@@ -224,11 +233,13 @@ void PTZAction_PelcoD(Daemon& d, int port, uint16_t addr16, uint8_t* cmd) {
                 case act::pan_tilt: apply_pan_tilt(s, x, c.y()); break;
                 case act::zoom:
                     s.command |= x > kCentre ? zoom_tele : zoom_wide;
-                    pelcod_send(d, port, addr, zoom_speed, 0, static_cast<uint8_t>(std::abs(x - kCentre) / 16));
+                    pelcod_send(d, port, addr, zoom_speed, 0,
+                                static_cast<uint8_t>(std::abs(x - kCentre) / 16));
                     break;
                 case act::focus:
                     s.command |= x > kCentre ? focus_far : focus_near;
-                    pelcod_send(d, port, addr, focus_speed, 0, static_cast<uint8_t>(std::abs(x - kCentre) / 16));
+                    pelcod_send(d, port, addr, focus_speed, 0,
+                                static_cast<uint8_t>(std::abs(x - kCentre) / 16));
                     break;
                 case act::iris: apply_iris(d, s, x); break;
                 default: break;
@@ -253,7 +264,8 @@ void PTZAction_PelcoD_TVI(Daemon& d, int channel, uint16_t addr16, uint8_t* cmd)
     Cmd c{cmd};
     const uint8_t addr = static_cast<uint8_t>(addr16);
     PelcoDState& s = d.drv.pelcod_tvi;
-    d.log("PELCO_D_TVI msg_id[%x],action[%x],addr[%d],x[%d],y[%d]", c.msg_id(), c.action(), addr16, c.x(), c.y());
+    d.log("PELCO_D_TVI msg_id[%x],action[%x],addr[%d],x[%d],y[%d]", c.msg_id(), c.action(), addr16, c.x(),
+          c.y());
     // TVI cameras keep moving until told otherwise, and the recorder's
     // joystick release does not always reach them: every action is followed
     // by a stop.

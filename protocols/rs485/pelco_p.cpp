@@ -41,14 +41,10 @@ constexpr Move lens_move(int x, uint16_t above, uint16_t below) {
 
 constexpr Move action_move(uint16_t action, int x, int y) {
     switch (action) {
-        case act::pan_tilt:
-            return move_of(classify_xy(x, y), x, y, kDirBits);
-        case act::zoom:
-            return lens_move(x, zoom_tele, zoom_wide);
-        case act::focus:
-            return lens_move(x, focus_near, focus_far);
-        default:
-            return {0, 0, 0};
+        case act::pan_tilt: return move_of(classify_xy(x, y), x, y, kDirBits);
+        case act::zoom: return lens_move(x, zoom_tele, zoom_wide);
+        case act::focus: return lens_move(x, focus_near, focus_far);
+        default: return {0, 0, 0};
     }
 }
 static_assert(action_move(act::zoom, 0xC0, 0).pan == 0x80, "zoom speed is neither scaled nor clamped");
@@ -76,18 +72,14 @@ void handle_aux(Daemon& d, int port, uint16_t addr, Cmd c) {
 void PTZAction_PelcoP(Daemon& d, int port, uint16_t addr, uint8_t* cmd) {
     const Cmd c{cmd};
     switch (c.msg_id()) {
-        case msg::goto_preset:
-            pelcop_send(d, port, addr, goto_preset, 0, c.x());
-            break;
+        case msg::goto_preset: pelcop_send(d, port, addr, goto_preset, 0, c.x()); break;
         case msg::set_preset:
             pelcop_send(d, port, addr, set_preset, 0, static_cast<uint8_t>(c.action()));
             break;
         case msg::clear_preset:
             pelcop_send(d, port, addr, clear_preset, 0, static_cast<uint8_t>(c.action()));
             break;
-        case msg::stop:
-            pelcop_send(d, port, addr, 0);
-            break;
+        case msg::stop: pelcop_send(d, port, addr, 0); break;
         case msg::move:
         case msg::move_cont: {
             const Move m = action_move(c.action(), c.x(), c.y());
@@ -96,11 +88,8 @@ void PTZAction_PelcoP(Daemon& d, int port, uint16_t addr, uint8_t* cmd) {
             break;
         }
         case msg::aux:
-        case msg::aux2:
-            handle_aux(d, port, addr, c);
-            break;
-        default:
-            break;
+        case msg::aux2: handle_aux(d, port, addr, c); break;
+        default: break;
     }
 }
 

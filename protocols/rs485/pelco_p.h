@@ -21,9 +21,7 @@ constexpr uint32_t min_wait_us = 35000;
 
 // Cameras count from 1, the line from 0; the address byte has five bits, so
 // addresses 0 and 33 and up wrap round.
-constexpr uint8_t pelcop_address(uint16_t camera) {
-    return static_cast<uint8_t>((camera - 1) & 0x1F);
-}
+constexpr uint8_t pelcop_address(uint16_t camera) { return static_cast<uint8_t>((camera - 1) & 0x1F); }
 
 // A0 addr cmd1 cmd2 data1 data2 AF xor; the command bytes carry seven bits
 // each, and the XOR covers STX and ETX.

@@ -46,14 +46,10 @@ constexpr uint16_t lens_key(int x, uint16_t above, uint16_t below) {
 
 constexpr Move action_move(uint16_t action, int x, int y) {
     switch (action) {
-        case act::pan_tilt:
-            return move_of(classify_xy(x, y, kSamsungDeadBand), x, y, kDirBits);
-        case act::zoom:
-            return {lens_key(x, zoom_tele, zoom_wide), 0, 0};
-        case act::focus:
-            return {lens_key(x, focus_high, focus_low), 0, 0};
-        default:
-            return {0, 0, 0};
+        case act::pan_tilt: return move_of(classify_xy(x, y, kSamsungDeadBand), x, y, kDirBits);
+        case act::zoom: return {lens_key(x, zoom_tele, zoom_wide), 0, 0};
+        case act::focus: return {lens_key(x, focus_high, focus_low), 0, 0};
+        default: return {0, 0, 0};
     }
 }
 static_assert(action_move(act::pan_tilt, 47, 30).word == (left | down));
@@ -62,19 +58,11 @@ static_assert(action_move(act::pan_tilt, 48, 30).word == down, "48 is inside the
 void handle_aux(Daemon& d, int port, uint8_t addr, Cmd c) {
     const uint16_t code = c.arg16();
     switch (code) {
-        case 730:
-            send_preset_menu(d, port, addr, menu_enter, 0xFF);
-            break;
+        case 730: send_preset_menu(d, port, addr, menu_enter, 0xFF); break;
         case 731:
-        case 740:
-            send_preset_menu(d, port, addr, menu_key, 0);
-            break;
-        case 595:
-            send_preset_menu(d, port, addr, menu_key, c.action() == act::aux_on ? 1 : 0);
-            break;
-        default:
-            send_preset_menu(d, port, addr, static_cast<uint8_t>(code + 13), 0xFF);
-            break;
+        case 740: send_preset_menu(d, port, addr, menu_key, 0); break;
+        case 595: send_preset_menu(d, port, addr, menu_key, c.action() == act::aux_on ? 1 : 0); break;
+        default: send_preset_menu(d, port, addr, static_cast<uint8_t>(code + 13), 0xFF); break;
     }
 }
 
@@ -88,15 +76,11 @@ void PTZAction_SamsungE(Daemon& d, int port, uint16_t addr16, uint8_t* cmd) {
     d.log("channel[%d], body_size[%d]", c.channel(), static_cast<int>(c.body_size()));
     d.log("stop[%d]\n", c.stop_after_action());
     switch (c.msg_id()) {
-        case msg::goto_preset:
-            send_preset_menu(d, port, addr, goto_preset, c.x());
-            break;
+        case msg::goto_preset: send_preset_menu(d, port, addr, goto_preset, c.x()); break;
         case msg::set_preset:
             send_preset_menu(d, port, addr, store_preset, static_cast<uint8_t>(c.action()));
             break;
-        case msg::stop:
-            send_control(d, port, addr, 0);
-            break;
+        case msg::stop: send_control(d, port, addr, 0); break;
         case msg::move:
         case msg::move_cont: {
             const Move m = action_move(c.action(), c.x(), c.y());
@@ -109,11 +93,8 @@ void PTZAction_SamsungE(Daemon& d, int port, uint16_t addr16, uint8_t* cmd) {
             break;
         }
         case msg::aux:
-        case msg::aux2:
-            handle_aux(d, port, addr, c);
-            break;
-        default:
-            break;  // clear preset included: nothing goes out for it
+        case msg::aux2: handle_aux(d, port, addr, c); break;
+        default: break;  // clear preset included: nothing goes out for it
     }
 }
 

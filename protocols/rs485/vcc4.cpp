@@ -80,12 +80,9 @@ static_assert(hex3(0x8F4) == std::array<char, 3>{'8', 'F', '4'});
 
 constexpr char drive_char(int v) {
     switch (axis_sense(v)) {
-        case Sense::negative:
-            return '2';
-        case Sense::positive:
-            return '1';
-        case Sense::none:
-            break;
+        case Sense::negative: return '2';
+        case Sense::positive: return '1';
+        case Sense::none: break;
     }
     return '0';
 }
@@ -171,23 +168,14 @@ void PTZAction_VCC4(Daemon& d, int port, uint16_t addr, uint8_t* cmd) {
             break;
         }
         case msg::aux:
-        case msg::aux2:
-            aux(d, port, dev, c);
-            break;
+        case msg::aux2: aux(d, port, dev, c); break;
         case msg::move:
         case msg::move_cont:
             switch (c.action()) {
-                case act::pan_tilt:
-                    pan_tilt(d, port, dev, c.x(), c.y());
-                    break;
-                case act::zoom:
-                    zoom(d, port, dev, c.x());
-                    break;
-                case act::focus:
-                    focus(d, port, dev, c.x());
-                    break;
-                default:
-                    break;
+                case act::pan_tilt: pan_tilt(d, port, dev, c.x(), c.y()); break;
+                case act::zoom: zoom(d, port, dev, c.x()); break;
+                case act::focus: focus(d, port, dev, c.x()); break;
+                default: break;
             }
             break;
         case msg::stop:
@@ -197,8 +185,7 @@ void PTZAction_VCC4(Daemon& d, int port, uint16_t addr, uint8_t* cmd) {
             send_char(d, port, op::stop_end, '1', dev);
             send_char(d, port, op::open_close, '1', dev);
             break;
-        default:
-            break;
+        default: break;
     }
 }
 

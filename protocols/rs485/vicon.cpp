@@ -51,9 +51,7 @@ constexpr Header vicon_header(uint16_t addr, uint8_t type) {
     return {static_cast<uint8_t>(0x80 | (a >> 4)), static_cast<uint8_t>((a & 0x0F) | type)};
 }
 
-constexpr Basic basic_body(uint8_t cmd, uint8_t aux = 0) {
-    return {0x00, cmd, aux, 0x00};
-}
+constexpr Basic basic_body(uint8_t cmd, uint8_t aux = 0) { return {0x00, cmd, aux, 0x00}; }
 
 constexpr Long preset_body(uint8_t op, uint16_t preset) {
     return {0, 0, 0, 0, op, static_cast<uint8_t>(preset), 0x70, 0x70};
@@ -109,17 +107,14 @@ void action(Daemon& d, int port, uint16_t addr, Cmd c) {
             send(d, port, addr, kMove, move_body(x, c.y()));
             if (c.stop_after_action()) send(d, port, addr, kBasic, basic_body(0));
             break;
-        case act::zoom:
-            send(d, port, addr, kBasic, basic_body(split(key::zoom_wide, key::zoom_tele)));
-            break;
+        case act::zoom: send(d, port, addr, kBasic, basic_body(split(key::zoom_wide, key::zoom_tele))); break;
         case act::focus:
             send(d, port, addr, kBasic, basic_body(split(key::focus_low, key::focus_high)));
             break;
         case act::iris:
             send(d, port, addr, kBasic, basic_body(x <= kCentre ? key::iris_close : key::iris_open));
             break;
-        default:
-            break;
+        default: break;
     }
 }
 
@@ -139,12 +134,8 @@ void PTZAction_Vicon(Daemon& d, int port, uint16_t addr, uint8_t* cmd) {
     const Cmd c{cmd};
     switch (c.msg_id()) {
         case msg::move:
-        case msg::move_cont:
-            action(d, port, addr, c);
-            break;
-        case msg::stop:
-            send(d, port, addr, kBasic, basic_body(0));
-            break;
+        case msg::move_cont: action(d, port, addr, c); break;
+        case msg::stop: send(d, port, addr, kBasic, basic_body(0)); break;
         case msg::goto_preset:
             d.log("VICON : goto preset %d\n", c.arg16());
             send(d, port, addr, kPreset, preset_body(kGoto, c.arg16()));
@@ -154,11 +145,8 @@ void PTZAction_Vicon(Daemon& d, int port, uint16_t addr, uint8_t* cmd) {
             send(d, port, addr, kPreset, preset_body(kStore, c.action()));
             break;
         case msg::aux:
-        case msg::aux2:
-            aux(d, port, addr, c.arg16());
-            break;
-        default:
-            break;
+        case msg::aux2: aux(d, port, addr, c.arg16()); break;
+        default: break;
     }
 }
 
