@@ -42,6 +42,10 @@ bool SimBoard::is_serial(const std::string& dev) const { return dev.rfind("/dev/
 void SimBoard::advance(int64_t us) {
     deliver_signals_until(now_ + us);
     now_ += us;
+    while (!publications_.empty() && publications_.front().at <= now_) {
+        config = std::move(publications_.front().data);
+        publications_.pop_front();
+    }
 }
 
 void SimBoard::deliver_signals_until(int64_t t) {

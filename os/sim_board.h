@@ -55,6 +55,8 @@ public:
 
     void queue_datagram(int64_t at, Bytes data) { datagrams_.push_back({at, std::move(data)}); }
     void queue_signal(int64_t at, int sig) { signals_.push_back({at, sig}); }
+    // The recorder core publishes `image` as its configuration at `at`.
+    void publish_config(int64_t at, Bytes image) { publications_.push_back({at, std::move(image)}); }
     void queue_reply(const std::string& dev, int64_t at, const Bytes& data);
     bool datagrams_pending() const { return !datagrams_.empty(); }
 
@@ -116,6 +118,7 @@ private:
     std::set<std::string> devices_;
     std::deque<Timed> datagrams_;
     std::vector<TimedSignal> signals_;
+    std::deque<Timed> publications_;
     std::map<std::string, std::deque<Timed>> replies_;
     std::map<int, SignalSink*> sinks_;
     int sock_fd_ = -1;

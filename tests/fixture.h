@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -78,11 +79,15 @@ protected:
              v);
     }
 
-    // Starts the daemon (through start-up) and forgets start-up's calls.
-    void start() {
+    // A fresh daemon through start-up; false with `status` when it must exit.
+    bool boot(int& status) {
         d = std::make_unique<Daemon>(board);
+        return d->startup(status);
+    }
+    // Starts the daemon and forgets start-up's calls.
+    void start() {
         int status = 0;
-        ASSERT_TRUE(d->startup(status));
+        ASSERT_TRUE(boot(status));
         board.clear_calls();
     }
 
@@ -111,6 +116,10 @@ protected:
         for (const std::string& l : board.logs())
             if (l == text) return true;
         return false;
+    }
+    size_t count_sleeps(uint32_t us) const {
+        const auto s = sleeps();
+        return static_cast<size_t>(std::count(s.begin(), s.end(), us));
     }
     std::vector<uint32_t> sleeps() const {
         std::vector<uint32_t> out;

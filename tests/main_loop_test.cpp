@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <tuple>
 
 #include "protocols/rs485/pelco_d.h"
 #include "tests/fixture.h"
@@ -85,29 +86,21 @@ TEST_F(MainLoop, StopBeforeGoToPresetAfterAnAbsoluteMove) {
 }
 
 TEST_F(MainLoop, RepeatsTheStoredCommandUnderTheVirtualClock) {
-    d->repeat_count = 3;  // as a driver that wants its move repeated arms it
-    send(CmdBuilder(0xE011, 1).xy(0x20, 0x40));
-    board.clear_calls();
-    const int64_t t0 = board.now();
-    for (int i = 0; i < 1000; ++i) d->run_once();  // one second of idle passes
-    const auto w = board.find("write", "/dev/ttyS2");
-    ASSERT_EQ(w.size(), 3u);
-    EXPECT_EQ(w[0]->data, pd(0x04, 0x20, 0, 2));
-    for (size_t i = 1; i < w.size(); ++i) EXPECT_GT(w[i]->t - w[i - 1]->t, 100000);
-    EXPECT_EQ(d->repeat_count, 0);
-    EXPECT_TRUE(logged("PTZSVR : call eptz_handler by repeat_count(3)\n"));
-    EXPECT_GT(w[0]->t, t0);
-}
-
-TEST_F(MainLoop, NoRepeatWithoutVideoChannels) {
-    sysvar("video_ch_cnt", 0);
-    start();
-    d->repeat_count = 2;
-    send(CmdBuilder(0xE011).xy(0x20, 0x40));
-    board.clear_calls();
-    for (int i = 0; i < 500; ++i) d->run_once();
-    EXPECT_TRUE(writes().empty());
-    EXPECT_EQ(d->repeat_count, 2);
+    for (const int channels : {4, 0}) {  // no video channel, no repeat
+        SCOPED_TRACE(channels);
+        sysvar("video_ch_cnt", channels);
+        start();
+        d->repeat_count = 3;  // as a driver that wants its move repeated arms it
+        send(CmdBuilder(0xE011, 1).xy(0x20, 0x40));
+        board.clear_calls();
+        for (int i = 0; i < 1000; ++i) d->run_once();  // one second of idle passes
+        const auto w = board.find("write", "/dev/ttyS2");
+        ASSERT_EQ(w.size(), channels ? 3u : 0u);
+        for (size_t i = 0; i < w.size(); ++i) EXPECT_EQ(w[i]->data, pd(0x04, 0x20, 0, 2));
+        for (size_t i = 1; i < w.size(); ++i) EXPECT_GT(w[i]->t - w[i - 1]->t, 100000);
+        EXPECT_EQ(d->repeat_count, channels ? 0 : 3);
+        EXPECT_EQ(logged("PTZSVR : call eptz_handler by repeat_count(3)\n"), channels != 0);
+    }
 }
 
 TEST_F(MainLoop, IdlePassWaitsOneMillisecond) {
@@ -117,62 +110,39 @@ TEST_F(MainLoop, IdlePassWaitsOneMillisecond) {
     EXPECT_TRUE(board.calls.empty());
 }
 
-TEST_F(MainLoop, Sigusr1ReloadsAndReappliesLineSettings) {
+TEST_F(MainLoop, SignalsReloadTheConfigurationAndStopUpgrades) {
     send(CmdBuilder(0xE013));
     channel(0, 2, 0x1600, 1, /*baud*/ 5, /*data*/ 1, /*parity*/ 2, /*stop*/ 1);
     board.queue_signal(board.now() + 5000, 10);
+    board.queue_signal(board.now() + 6000, 12);
     for (int i = 0; i < 10; ++i) d->run_once();
     EXPECT_TRUE(logged("PTZSVR : update configuration\n"));
+    EXPECT_TRUE(logged("PTZSVR : stop coc upgrade\n"));
+    EXPECT_EQ(d->stop_coc_upgrade, 1);
     EXPECT_EQ(board.find("open", "/dev/ttyS2").size(), 1u);  // reopened
     board.clear_calls();
     send(CmdBuilder(0xE013));
     const auto set = board.find("tcsetattr", "/dev/ttyS2");
     ASSERT_EQ(set.size(), 1u);
-    EXPECT_EQ(set[0]->line.baud, 38400u);
-    EXPECT_EQ(set[0]->line.data_bits, 7);
-    EXPECT_EQ(set[0]->line.parity, Parity::odd);
-    EXPECT_EQ(set[0]->line.stop_bits, 2);
+    const LineSettings& l = set[0]->line;
+    EXPECT_EQ(std::tie(l.baud, l.data_bits, l.parity, l.stop_bits), std::make_tuple(38400u, 7, Parity::odd, 2));
     // A reload does not wait for the validity word again.
     board.config[0] = 0;
     board.queue_signal(board.now() + 10, 10);
-    board.clear_calls();
     for (int i = 0; i < 10; ++i) d->run_once();
-    const auto s = sleeps();
-    EXPECT_EQ(std::count(s.begin(), s.end(), 5000000u), 0);
+    EXPECT_EQ(count_sleeps(5000000), 0u);
 }
 
-TEST_F(MainLoop, Sigusr2SetsTheUpgradeStopFlag) {
-    board.queue_signal(board.now() + 10, 12);
-    d->run_once();
-    EXPECT_EQ(d->stop_coc_upgrade, 1);
-    EXPECT_TRUE(logged("PTZSVR : stop coc upgrade\n"));
-}
-
-class Startup : public DaemonTest {};
+using Startup = DaemonTest;
 
 TEST_F(Startup, WaitsForAPublishedConfiguration) {
     channel(0, 2, 0x1600);
-    Bytes valid = board.config;
+    board.publish_config(board.now() + 12000000, board.config);
     board.config[0] = 0;
-    // The recorder core publishes its configuration 12 s after start; a
-    // scripted event on the board's clock plays it.
-    struct Publisher : SignalSink {
-        SimBoard* b = nullptr;
-        Bytes image;
-        void on_signal(int) override { b->config = image; }
-    } recorder;
-    recorder.b = &board;
-    recorder.image = valid;
-    board.install_signal(31, false, &recorder);
-    board.queue_signal(board.now() + 12000000, 31);
-    d = std::make_unique<Daemon>(board);
     int status = 0;
-    ASSERT_TRUE(d->startup(status));
-    int loads = 0;
-    for (const SimCall* c : board.find("ioctl", "/dev/con2rec")) loads += c->req == 102;
-    EXPECT_EQ(loads, 4);
-    const auto s = sleeps();
-    EXPECT_EQ(std::count(s.begin(), s.end(), 5000000u), 3);
+    ASSERT_TRUE(boot(status));
+    EXPECT_EQ(board.find("ioctl", "/dev/con2rec").size(), 4u);
+    EXPECT_EQ(count_sleeps(5000000), 3u);
     const auto l = board.logs();
     EXPECT_EQ(std::count(l.begin(), l.end(), "ptzsvr_load_conf()\n"), 1);
     EXPECT_EQ(board.written_files["/tmp/ptzsvr.pid"], "4242");
@@ -180,9 +150,8 @@ TEST_F(Startup, WaitsForAPublishedConfiguration) {
 
 TEST_F(Startup, MissingRecorderDeviceIsFatal) {
     board.remove_device("/dev/con2rec");
-    d = std::make_unique<Daemon>(board);
     int status = 0;
-    EXPECT_FALSE(d->startup(status));
+    EXPECT_FALSE(boot(status));
     EXPECT_EQ(status, -1);
     EXPECT_TRUE(logged("PTZSVR : open ipc_sock failed (-1)\n"));
 }
@@ -191,16 +160,12 @@ TEST_F(Startup, LogsTheMachine) {
     sysvar("model", 523);
     sysvar("coc_type", 7);
     channel(0, 3, 0x1600);
-    start();
-    d = std::make_unique<Daemon>(board);
     int status = 0;
-    ASSERT_TRUE(d->startup(status));
+    ASSERT_TRUE(boot(status));
     EXPECT_TRUE(logged("system_variable_set_model() : model = 523\n"));
     EXPECT_TRUE(logged("PTZSVR : __model = 523, __max_coc_channels = 4, __coc_type = 7\n"));
     // Model 523 shifts the on-board ports by one; coc type 7 puts the coax mux on port 4.
     EXPECT_EQ(board.find("open", "/dev/ttyS3").size(), 2u);
-    EXPECT_TRUE(
-        logged("PTZSVR : open coc_mux_port(port:4) -> (fd:" + std::to_string(d->ports[4].fd) + ")\n"));
 }
 
 }  // namespace

@@ -45,9 +45,6 @@ TEST_F(Serial, BlockWritesWaitForTheLine) {
         for (const SimCall* io : board.find("ioctl", "/dev/dio")) dio.push_back(io->req);
         EXPECT_EQ(
             dio, c.enable ? (std::vector<unsigned long>{c.enable, c.disable}) : std::vector<unsigned long>{});
-        // Order: enable, settle, write, line wait, release.
-        ASSERT_GE(board.calls.size(), 4u);
-        EXPECT_EQ(board.find("write").size(), 1u);
     }
 }
 
