@@ -61,6 +61,14 @@ TEST_F(Routing, CameraAddresses) {
     }
 }
 
+TEST_F(Routing, GroupsBeyondTheEighthAreIgnored) {
+    sysvar("coc_type", 6);
+    for (int ch = 0; ch < 10; ++ch) receiver(ch, 10);
+    start();
+    EXPECT_EQ(d->tdm_count, kTdmEntries);
+    EXPECT_EQ(d->tdm.back().target, 7);
+}
+
 TEST_F(Routing, OpensOnlyPortsInUse) {
     sysvar("rs485_type", 19);
     channel(0, 2, 0x1600);
