@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -17,6 +18,12 @@
 #include "os/sim_board.h"
 
 namespace ptz::test {
+
+// A fixed frame as the byte vector the board records.
+template <size_t N>
+Bytes bytes(const std::array<uint8_t, N>& frame) {
+    return Bytes(frame.begin(), frame.end());
+}
 
 // A command datagram built field by field.
 struct CmdBuilder {

@@ -5,10 +5,7 @@
 namespace ptz::test {
 namespace {
 
-Bytes hik(uint8_t code, uint8_t d0 = 0, uint8_t d1 = 0) {
-    const HikcFrame f = hikc_frame(code, d0, d1, 0, 0);
-    return Bytes(f.begin(), f.end());
-}
+Bytes hik(uint8_t code, uint8_t d0 = 0, uint8_t d1 = 0) { return bytes(hikc_frame(code, d0, d1, 0, 0)); }
 
 class Hikc : public DaemonTest {
 protected:

@@ -8,8 +8,7 @@ namespace ptz::test {
 namespace {
 
 Bytes pd(uint16_t cmd, uint8_t d1, uint8_t d2, uint8_t addr = 1) {
-    const PelcoDFrame f = pelcod_frame(addr, cmd, d1, d2);
-    return Bytes(f.begin(), f.end());
+    return bytes(pelcod_frame(addr, cmd, d1, d2));
 }
 
 class MainLoop : public DaemonTest {
@@ -125,7 +124,8 @@ TEST_F(MainLoop, SignalsReloadTheConfigurationAndStopUpgrades) {
     const auto set = board.find("tcsetattr", "/dev/ttyS2");
     ASSERT_EQ(set.size(), 1u);
     const LineSettings& l = set[0]->line;
-    EXPECT_EQ(std::tie(l.baud, l.data_bits, l.parity, l.stop_bits), std::make_tuple(38400u, 7, Parity::odd, 2));
+    EXPECT_EQ(std::tie(l.baud, l.data_bits, l.parity, l.stop_bits),
+              std::make_tuple(38400u, 7, Parity::odd, 2));
     // A reload does not wait for the validity word again.
     board.config[0] = 0;
     board.queue_signal(board.now() + 10, 10);

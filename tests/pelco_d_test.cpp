@@ -6,8 +6,7 @@ namespace ptz::test {
 namespace {
 
 Bytes frame(uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2) {
-    const PelcoDFrame f = pelcod_frame(addr, cmd, d1, d2);
-    return Bytes(f.begin(), f.end());
+    return bytes(pelcod_frame(addr, cmd, d1, d2));
 }
 
 class PelcoD : public DaemonTest {
@@ -158,8 +157,7 @@ protected:
         start();
     }
     static Bytes tvi(uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2) {
-        const PelcoDTviFrame f = pelcod_tvi_frame(addr, cmd, d1, d2);
-        return Bytes(f.begin(), f.end());
+        return bytes(pelcod_tvi_frame(addr, cmd, d1, d2));
     }
 };
 

@@ -5,7 +5,6 @@
 namespace ptz::test {
 namespace {
 
-Bytes bytes(const SamsungEFrame& f) { return Bytes(f.begin(), f.end()); }
 Bytes ctl(uint16_t cmd, uint8_t d1 = 0, uint8_t d2 = 0) { return bytes(samsunge_control(1, cmd, d1, d2)); }
 Bytes key(uint8_t cmd, uint8_t data) { return bytes(samsunge_preset_menu(1, cmd, data)); }
 Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
