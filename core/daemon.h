@@ -70,6 +70,10 @@ public:
     std::array<TdmEntry, kTdmEntries> tdm{};
     int tdm_count = 0;
     int current_channel = 0;
+    // The channel whose command is being served: a driver's or a bypass's.
+    // A port that has had no settings applied since it was opened is timed
+    // at this channel's configured rate.
+    int served_channel = 0;
     std::array<int, kMaxChannels> face_detect_enabled{};
 
     // Dispatch.

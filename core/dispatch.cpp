@@ -124,6 +124,7 @@ int eptz_handler(Daemon& d, uint32_t channel_u, uint8_t* cmd) {
         return -4;
     }
     const int channel = static_cast<int>(channel_u);
+    d.served_channel = channel;
     const int port = d.conf.port(channel);
     const uint32_t address = get_ptz_addr_from_conf(d, channel);
     if (port < 1) {
@@ -244,6 +245,7 @@ int bypass(Daemon& d, uint8_t* cmd) {
     if (channel >= kMaxChannels) return 0;  // refused by the main loop already
     const int port = d.conf.port(channel);
     const int count = c.action();
+    d.served_channel = channel;
     d.log("PTZSVR : bypass : ch(%d), port(%d), len(%d)\n", channel, port, count);
     write_serial_block(d, port, cmd + off::bypass_data, count, 1000);
     return 0;

@@ -95,9 +95,10 @@ void tx_disable_serial(Daemon& d, int port) {
 
 uint32_t line_wait_us(Daemon& d, int port, int length) {
     int index = valid_port(port) ? d.ports[static_cast<size_t>(port)].baud : -1;
-    // Right after a reopen the port has no applied settings yet; the channel
-    // being served will get its configured ones, so time the line by those.
-    if (index < 0) index = d.conf.baud(d.current_channel);
+    // A port's line time is its own rate. Right after a reopen it has no
+    // applied settings yet; the channel being served will get its configured
+    // ones, so time the line by those (never by the channel served last).
+    if (index < 0) index = d.conf.baud(d.served_channel);
     const float rate = static_cast<float>(baud_rate(index));
     const float t = 1000000.0f / rate * 10.0f * static_cast<float>(length);
     return 2u * static_cast<uint32_t>(std::trunc(t));

@@ -57,9 +57,37 @@ TEST_F(Serial, Rs485Type23DrainsInsteadOfTiming) {
 }
 
 TEST_F(Serial, UnsetBaudUsesTheChannelsConfiguredRate) {
-    d->current_channel = 1;  // 115200 configured, not yet applied after the reopen
+    d->served_channel = 1;  // 115200 configured, not yet applied after the reopen
     EXPECT_EQ(line_wait_us(*d, 3, 7), 1214u);
     EXPECT_EQ(baud_rate(200), 9600u);
+}
+
+// A bypass is timed at its own port's rate: the port's applied index, else
+// the bypass channel's configured one; never the channel served before it.
+TEST_F(DaemonTest, BypassLineTimeComesFromItsOwnPort) {
+    sysvar("video_ch_cnt", 8);
+    channel(3, 2, 0x1600, 1, /*baud*/ 3);
+    channel(4, 4, 0x1600, 1, /*baud*/ 7);
+    Bytes by = CmdBuilder(0xE0A2, 3).action(10);
+    struct Row {
+        const char* name;
+        std::vector<Bytes> before;
+        uint32_t wait;
+    };
+    const Row rows[] = {
+        {"first command of all", {}, 20832},
+        {"right after a stop on a 115200 port", {CmdBuilder(0xE013, 4)}, 20832},
+        {"after a move on its own channel applied 9600", {CmdBuilder(0xE013, 3)}, 20832},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        start();
+        for (const Bytes& b : r.before) send(b);
+        board.clear_calls();
+        send(by);
+        ASSERT_EQ(writes().size(), 1u);
+        EXPECT_EQ(sleeps(), (std::vector<uint32_t>{10000, r.wait}));
+    }
 }
 
 TEST_F(Serial, BypassWritesTheRawBytes) {
