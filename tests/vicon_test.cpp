@@ -62,5 +62,32 @@ TEST_F(Vicon, Frames) {
     EXPECT_EQ(sleeps(), (std::vector<uint32_t>{1000, 10000, 4166, 1000, 10000, 8332}));
 }
 
+// Every x with y at the centre and every y with x at the centre, against the
+// move frame read straight from the protocol: direction thresholds 62/66, speed
+// |v - 0x40| * 16 as bits 7..10 then bits 0..6.
+TEST_F(Vicon, MoveSweep) {
+    channel(0, 2, 0x2202, 0x23);
+    start();
+    const auto groups = [](int v) {
+        const int s = (v < 0x40 ? 0x40 - v : v - 0x40) * 16;
+        return std::pair<uint8_t, uint8_t>{static_cast<uint8_t>((s >> 7) & 0x0F),
+                                           static_cast<uint8_t>(s & 0x7F)};
+    };
+    for (int axis = 0; axis < 2; ++axis) {
+        for (int v = 0; v < 256; ++v) {
+            const int x = axis == 0 ? v : 0x40, y = axis == 0 ? 0x40 : v;
+            uint8_t dir = x > 66 ? 0x20 : x < 62 ? 0x40 : 0;
+            if (y > 66) dir |= 0x10;
+            if (y < 62) dir |= 0x08;
+            const auto [ph, pl] = groups(x);
+            const auto [th, tl] = groups(y);
+            board.clear_calls();
+            handle(0, mv(static_cast<uint8_t>(x), static_cast<uint8_t>(y)));
+            ASSERT_EQ(writes(), (std::vector<Bytes>{kMove, move(dir, ph, pl, th, tl)}))
+                << "x=" << x << " y=" << y;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace ptz::test

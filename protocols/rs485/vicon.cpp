@@ -57,7 +57,9 @@ constexpr Long preset_body(uint8_t op, uint16_t preset) {
     return {0, 0, 0, 0, op, static_cast<uint8_t>(preset), 0x70, 0x70};
 }
 
-// Sixteen steps per unit of distance from the centre, in two 7-bit groups.
+// Sixteen steps per unit of distance from the centre, sent as bits 7 to 10
+// and bits 0 to 6. From x or y 0xC0 on the speed reaches bit 11, which the
+// frame has no room for: it is dropped, never carried into the high group.
 constexpr Long move_body(int x, int y) {
     uint8_t dir = 0;
     if (axis_sense(x) == Sense::positive) dir = kRight;
@@ -69,14 +71,15 @@ constexpr Long move_body(int x, int y) {
             0,
             0,
             0,
-            static_cast<uint8_t>((pan >> 7) & 0x7F),
+            static_cast<uint8_t>((pan >> 7) & 0x0F),
             static_cast<uint8_t>(pan & 0x7F),
-            static_cast<uint8_t>((tilt >> 7) & 0x7F),
+            static_cast<uint8_t>((tilt >> 7) & 0x0F),
             static_cast<uint8_t>(tilt & 0x7F)};
 }
 
 static_assert(vicon_header(0x23, kMove) == Header{0x82, 0x53});
 static_assert(move_body(0x20, 0x60) == Long{0x50, 0, 0, 0, 0x04, 0x00, 0x04, 0x00});
+static_assert(move_body(0xC0, 0xFF) == Long{0x30, 0, 0, 0, 0x00, 0x00, 0x07, 0x70});
 
 // Aux outputs 1 to 6 are the bits 0x40 down to 0x02 of the aux byte.
 constexpr uint8_t aux_bits(uint16_t code) {
