@@ -49,12 +49,20 @@ TEST_F(Panasonic, Commands) {
         // stop: pan/tilt, then lens; go to preset 16; store preset 1; nothing for clear preset and aux
         {CmdBuilder(0xE013), {"9028100", "9034008"}}, {CmdBuilder(0xE014).arg16(16), {"2021400:20220F0"}},
         {CmdBuilder(0xE020).action(1), {"D810000", "00219F0:0022640"}},
+        // the last preset two hex digits hold; past it nothing but the power frame (200 would recall 44)
+        {CmdBuilder(0xE020).action(156), {"D810000", "00219F0:0022FF0"}},
+        {CmdBuilder(0xE020).action(157), {}}, {CmdBuilder(0xE020).action(200), {}},
         {CmdBuilder(0xE022).action(1), {}}, {CmdBuilder(0xE090).arg16(3), {}}};
     // clang-format on
     for (size_t i = 0; i < std::size(cases); ++i) {
         SCOPED_TRACE(i);
         expect(cases[i].first, cases[i].second);
     }
+}
+
+TEST_F(Panasonic, StorePresetPastTheTableIsRefusedWithALogLine) {
+    handle(0, CmdBuilder(0xE020).action(200));
+    EXPECT_TRUE(logged("pana_set_preset : preset 200 out of range(1~156), not stored\n"));
 }
 
 TEST_F(Panasonic, AddressDigitsWaitsAndReceiveDrain) {

@@ -29,6 +29,7 @@ namespace {
 constexpr uint8_t kStx = 0x02, kEtx = 0x03;
 constexpr uint32_t kMinWaitUs = 1000;
 constexpr int kMaxClearReads = 100;
+constexpr int kMaxStorePreset = 156;  // stored as n + 99 in two hex digits
 
 template <size_t N>
 using Text = std::array<char, N>;
@@ -173,6 +174,14 @@ void PTZAction_Panasonic(Daemon& d, int port, uint16_t addr16, uint8_t* cmd) {
             send_long(d, port, addr, preset_body("2021400:2022", static_cast<uint8_t>(c.arg16() - 1)));
             break;
         case msg::set_preset:
+            // The camera keeps presets 1 to 156 at 100 to 255; a larger one
+            // cut to two digits would be read as a recall of another preset
+            // and move the camera, so it is refused on the line.
+            if (c.action() > kMaxStorePreset) {
+                d.log("pana_set_preset : preset %d out of range(1~%d), not stored\n", c.action(),
+                      kMaxStorePreset);
+                break;
+            }
             send_short(d, port, addr, kStorePresetLead);
             send_long(d, port, addr, preset_body("00219F0:0022", static_cast<uint8_t>(c.action() + 99)));
             break;
