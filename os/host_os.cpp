@@ -484,4 +484,12 @@ int HostOs::install_signal(int sig, bool ignore, SignalSink* sink) {
     return posix::install_signal(sig, ignore, sink);
 }
 
+int HostOs::spawn(const char* const* argv, SpawnMode mode, const ExecFailure& on_fail) {
+    return posix::spawn(argv, mode, on_fail);
+}
+int HostOs::wait_child(int pid, ChildStatus& status) { return posix::wait_child(pid, status); }
+int HostOs::list_dir(const char* path, DirEntryFn fn, void* ctx) {
+    return posix::list_dir(board_path(path).c_str(), fn, ctx);
+}
+
 }  // namespace ptz

@@ -63,6 +63,12 @@ public:
 
     int install_signal(int sig, bool ignore, SignalSink* sink) override;
 
+    // Real processes; directories are looked up under the board directory
+    // like every other path.
+    int spawn(const char* const* argv, SpawnMode mode, const ExecFailure& on_fail) override;
+    int wait_child(int pid, ChildStatus& status) override;
+    int list_dir(const char* path, DirEntryFn fn, void* ctx) override;
+
 private:
     enum class Kind : uint8_t {
         file,          // anything else: system variables, the pid file

@@ -48,6 +48,28 @@ protected:
     ~SignalSink() = default;
 };
 
+// Processes, for the common library's runners (the server starts none).
+enum class SpawnMode : uint8_t { fork, vfork };
+
+// What a child does when its program cannot be executed: report the error
+// number (in the child), then exit with `exit_status`.
+struct ExecFailure {
+    void (*report)(void* ctx, int err) = nullptr;
+    void* ctx = nullptr;
+    int exit_status = -1;
+};
+
+// A child's state change as waitpid (with WUNTRACED) tells it.
+struct ChildStatus {
+    enum class Kind : uint8_t { exited, signaled, stopped, other };
+    Kind kind = Kind::other;
+    int value = 0;  // exit status, or the signal number
+    int raw = 0;    // the status word itself
+};
+
+// Receives the names of a directory's entries.
+using DirEntryFn = void (*)(void* ctx, const char* name);
+
 class Os {
 public:
     virtual ~Os() = default;
@@ -83,6 +105,15 @@ public:
     // Signals: install a disposition. `ignore` true means SIG_IGN; otherwise
     // the signal is delivered to the sink.
     virtual int install_signal(int sig, bool ignore, SignalSink* sink) = 0;
+
+    // Starts `argv[0]` (looked up on PATH) with the null-terminated `argv`.
+    // Returns the child's pid, or -1 when no process could be created.
+    virtual int spawn(const char* const* argv, SpawnMode mode, const ExecFailure& on_fail) = 0;
+    // Waits for a state change of `pid`; its pid, or -1.
+    virtual int wait_child(int pid, ChildStatus& status) = 0;
+    // Calls `fn` with each entry of a directory ("." and ".." included, as
+    // the system lists them); -1 when it cannot be opened.
+    virtual int list_dir(const char* path, DirEntryFn fn, void* ctx) = 0;
 };
 
 }  // namespace ptz

@@ -274,4 +274,74 @@ std::vector<const SimCall*> SimBoard::find(const std::string& op, const std::str
     return out;
 }
 
+// A spawn is recorded as "spawn" with the arguments joined by spaces in
+// `text` and "vfork" or "fork" in `dev`.
+int SimBoard::spawn(const char* const* argv, SpawnMode mode, const ExecFailure& on_fail) {
+    SimCall& c = record("spawn", -1);
+    c.dev = mode == SpawnMode::vfork ? "vfork" : "fork";
+    for (const char* const* a = argv; *a != nullptr; ++a) c.text += (a == argv ? "" : " ") + std::string(*a);
+    if (processes.empty()) {
+        c.ret = -1;
+        return -1;
+    }
+    SimProcess p = processes.front();
+    processes.pop_front();
+    const int pid = next_pid_++;
+    c.ret = pid;
+    if (p.outcome == SimProcess::Outcome::exec_fails) {
+        // The child reports and exits before the parent looks at it.
+        if (on_fail.report != nullptr) on_fail.report(on_fail.ctx, p.value);
+        p = SimProcess{SimProcess::Outcome::exits, on_fail.exit_status & 0xFF};
+    }
+    children_[pid] = p;
+    return pid;
+}
+
+int SimBoard::wait_child(int pid, ChildStatus& status) {
+    SimCall& c = record("wait", -1);
+    c.arg = static_cast<unsigned long>(pid);
+    const auto it = children_.find(pid);
+    if (it == children_.end()) {
+        c.ret = -1;
+        return -1;
+    }
+    const SimProcess p = it->second;
+    children_.erase(it);
+    status.value = p.value;
+    switch (p.outcome) {
+        case SimProcess::Outcome::signaled:
+            status.kind = ChildStatus::Kind::signaled;
+            status.raw = p.value & 0x7F;
+            break;
+        case SimProcess::Outcome::stopped:
+            status.kind = ChildStatus::Kind::stopped;
+            status.raw = ((p.value & 0xFF) << 8) | 0x7F;
+            break;
+        default:
+            status.kind = ChildStatus::Kind::exited;
+            status.raw = (p.value & 0xFF) << 8;
+            break;
+    }
+    c.ret = pid;
+    return pid;
+}
+
+int SimBoard::list_dir(const char* path, DirEntryFn fn, void* ctx) {
+    std::string dir = path;
+    if (dir.empty() || dir.back() != '/') dir += '/';
+    std::set<std::string> names;
+    const auto take = [&](const std::string& p) {
+        if (p.rfind(dir, 0) != 0 || p.size() == dir.size()) return;
+        names.insert(p.substr(dir.size(), p.find('/', dir.size()) - dir.size()));
+    };
+    for (const auto& [p, text] : files_) take(p);
+    for (const std::string& p : devices_) take(p);
+    SimCall& c = record("list", -1);
+    c.dev = path;
+    c.ret = names.empty() ? -1 : 0;
+    if (names.empty()) return -1;
+    for (const std::string& n : names) fn(ctx, n.c_str());
+    return 0;
+}
+
 }  // namespace ptz

@@ -35,6 +35,13 @@ struct SimCall {
     std::string text;
 };
 
+// What a scripted child does, in the order the board's spawns take them.
+struct SimProcess {
+    enum class Outcome : uint8_t { exits, signaled, stopped, exec_fails };
+    Outcome outcome = Outcome::exits;
+    int value = 0;  // exit status, signal number; errno for exec_fails
+};
+
 class SimBoard final : public Os {
 public:
     static constexpr int64_t kStart = 1'000'000'000'000;  // a plausible epoch, in us
@@ -58,6 +65,12 @@ public:
     // The recorder core publishes `image` as its configuration at `at`.
     void publish_config(int64_t at, Bytes image) { publications_.push_back({at, std::move(image)}); }
     void queue_reply(const std::string& dev, int64_t at, const Bytes& data);
+    // A file of the simulated /proc, say "/proc/12/cmdline" or
+    // "/proc/net/tcp"; directories are listed from the paths of files and
+    // devices.
+    void set_file(const std::string& path, const std::string& text) { files_[path] = text; }
+    // Children the next spawns start; once they run out, spawns fail.
+    std::deque<SimProcess> processes;
     bool datagrams_pending() const { return !datagrams_.empty(); }
 
     // --- what the test reads back ----------------------------------------
@@ -92,6 +105,9 @@ public:
     int wait_readable(int fd, int64_t timeout_us) override;
     long recvfrom(int fd, void* buf, size_t len) override;
     int install_signal(int sig, bool ignore, SignalSink* sink) override;
+    int spawn(const char* const* argv, SpawnMode mode, const ExecFailure& on_fail) override;
+    int wait_child(int pid, ChildStatus& status) override;
+    int list_dir(const char* path, DirEntryFn fn, void* ctx) override;
 
     // Files the daemon wrote (the pid file), by path.
     std::map<std::string, std::string> written_files;
@@ -122,6 +138,8 @@ private:
     std::map<std::string, std::deque<Timed>> replies_;
     std::map<int, SignalSink*> sinks_;
     int sock_fd_ = -1;
+    int next_pid_ = 5000;
+    std::map<int, SimProcess> children_;
     std::string sock_path_;
 };
 

@@ -1,5 +1,6 @@
 #include "os/target_os.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
@@ -7,6 +8,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -113,6 +115,45 @@ int bind_unix(int fd, const char* path) {
     return ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
 }
 
+int spawn(const char* const* argv, SpawnMode mode, const ExecFailure& on_fail) {
+    // vfork's child borrows the parent's memory until it execs or exits:
+    // it only execs, reports and leaves with _exit, as the runners expect.
+    const pid_t pid = mode == SpawnMode::vfork ? ::vfork() : ::fork();
+    if (pid != 0) return pid;
+    ::execvp(argv[0], const_cast<char* const*>(argv));
+    const int err = errno;
+    if (on_fail.report != nullptr) on_fail.report(on_fail.ctx, err);
+    ::_exit(on_fail.exit_status);
+}
+
+int wait_child(int pid, ChildStatus& status) {
+    int raw = 0;
+    const pid_t r = ::waitpid(pid, &raw, WUNTRACED);
+    status.raw = raw;
+    if (WIFEXITED(raw)) {
+        status.kind = ChildStatus::Kind::exited;
+        status.value = WEXITSTATUS(raw);
+    } else if (WIFSIGNALED(raw)) {
+        status.kind = ChildStatus::Kind::signaled;
+        status.value = WTERMSIG(raw);
+    } else if (WIFSTOPPED(raw)) {
+        status.kind = ChildStatus::Kind::stopped;
+        status.value = WSTOPSIG(raw);
+    } else {
+        status.kind = ChildStatus::Kind::other;
+        status.value = 0;
+    }
+    return r;
+}
+
+int list_dir(const char* path, DirEntryFn fn, void* ctx) {
+    DIR* dir = ::opendir(path);
+    if (dir == nullptr) return -1;
+    while (const dirent* e = ::readdir(dir)) fn(ctx, e->d_name);
+    ::closedir(dir);
+    return 0;
+}
+
 }  // namespace posix
 
 TargetOs::TargetOs() { posix::tighten_timers(); }
@@ -169,5 +210,11 @@ long TargetOs::recvfrom(int fd, void* buf, size_t len) {
 int TargetOs::install_signal(int sig, bool ignore, SignalSink* sink) {
     return posix::install_signal(sig, ignore, sink);
 }
+
+int TargetOs::spawn(const char* const* argv, SpawnMode mode, const ExecFailure& on_fail) {
+    return posix::spawn(argv, mode, on_fail);
+}
+int TargetOs::wait_child(int pid, ChildStatus& status) { return posix::wait_child(pid, status); }
+int TargetOs::list_dir(const char* path, DirEntryFn fn, void* ctx) { return posix::list_dir(path, fn, ctx); }
 
 }  // namespace ptz

@@ -28,6 +28,9 @@ public:
     int wait_readable(int fd, int64_t timeout_us) override;
     long recvfrom(int fd, void* buf, size_t len) override;
     int install_signal(int sig, bool ignore, SignalSink* sink) override;
+    int spawn(const char* const* argv, SpawnMode mode, const ExecFailure& on_fail) override;
+    int wait_child(int pid, ChildStatus& status) override;
+    int list_dir(const char* path, DirEntryFn fn, void* ctx) override;
 };
 
 // Shared by the board and host backends: the termios a set of line settings
@@ -40,6 +43,9 @@ void sleep_exact_us(uint64_t us);
 void tighten_timers();
 int open_flags(OpenMode mode);
 int bind_unix(int fd, const char* path);
+int spawn(const char* const* argv, SpawnMode mode, const ExecFailure& on_fail);
+int wait_child(int pid, ChildStatus& status);
+int list_dir(const char* path, DirEntryFn fn, void* ctx);
 }  // namespace posix
 
 }  // namespace ptz

@@ -1,0 +1,289 @@
+// The common library's process and system utilities: on the simulated board
+// with scripted children, /proc entries and TCP rows, and for real on the
+// host for counting and supervising.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include "common/log.h"
+#include "common/util.h"
+#include "os/sim_board.h"
+#include "os/target_os.h"
+#include "tests/fixture.h"
+
+namespace ptz::test {
+namespace {
+
+using Outcome = SimProcess::Outcome;
+using Lines = std::vector<std::string>;
+
+class ProcessUtil : public ::testing::Test {
+protected:
+    SimBoard board;
+    Logger log{board};
+    ProcessUtil() { log.common_init(); }
+    void set_level(int level) { log.set_level_by_prefix("LIB_COMMON", level), board.clear_calls(); }
+    Lines spawns() const {
+        Lines out;
+        for (const SimCall* c : board.find("spawn")) out.push_back(c->dev + ": " + c->text);
+        return out;
+    }
+    size_t waits() const { return board.find("wait").size(); }
+};
+
+TEST_F(ProcessUtil, CountByCommandLine) {
+    using namespace std::string_literals;
+    board.set_file("/proc/1/cmdline", "init"s);
+    board.set_file("/proc/12/cmdline", "/usr/bin/ptzsvr"s);
+    board.set_file("/proc/13/cmdline", "/usr/bin/ptzsvr\0-x"s);  // first argument alone counts
+    board.set_file("/proc/14/cmdline", "/usr/bin/ptzsvr2"s);
+    board.set_file("/proc/self/cmdline", "/usr/bin/ptzsvr"s);  // not a process number
+    board.set_file("/proc/net/tcp", "");
+    board.add_device("/proc/15/stat");  // a process whose command line cannot be read
+    set_level(1);
+    EXPECT_EQ(count_process_by_cmdline(board, log, "/usr/bin/ptzsvr"), 2);
+    EXPECT_EQ(board.logs(), Lines{"[LIB_COMMON(0)]/proc/15/cmdline open error\n"});
+    EXPECT_EQ(count_process_by_cmdline(board, log, "init"), 1);
+    EXPECT_EQ(count_process_by_cmdline(board, log, "nothing"), 0);
+
+    SimBoard empty;
+    EXPECT_EQ(count_process_by_cmdline(empty, log, "init"), -1);  // no /proc at all
+}
+
+TEST_F(ProcessUtil, RunAndSuperviseRestartsUntilForkFails) {
+    board.processes = {
+        {Outcome::exits, 3}, {Outcome::signaled, 9}, {Outcome::stopped, 19}, {Outcome::exec_fails, 2}};
+    set_level(1);
+    EXPECT_EQ(run_and_supervise(board, log, "recorder"), -1);
+    EXPECT_EQ(spawns(), Lines(5, "fork: recorder"));  // the fifth is the failing one
+    EXPECT_EQ(waits(), 4u);
+    const Lines expected = {
+        "[LIB_COMMON(0)]================== RS : pid 5000 status is 768 ====================\n",
+        "[LIB_COMMON(0)]\t process is exited, status is 3\n",
+        "[LIB_COMMON(0)]================== RS : pid 5001 status is 9 ====================\n",
+        "[LIB_COMMON(0)]\t process is signaled by 9\n",
+        "[LIB_COMMON(0)]================== RS : pid 5002 status is 4991 ====================\n",
+        "[LIB_COMMON(0)]\t signal is stopped by 19 4991\n",
+        // the child that cannot exec reports and leaves with -9
+        "[LIB_COMMON(0)]recorder exec fail\n",
+        "[LIB_COMMON(0)]================== RS : pid 5003 status is 63232 ====================\n",
+        "[LIB_COMMON(0)]\t process is exited, status is 247\n",
+        "[LIB_COMMON(0)]recorder fork error\n",
+    };
+    EXPECT_EQ(board.logs(), expected);
+}
+
+TEST_F(ProcessUtil, Runapps) {
+    using Fn = int (*)(Os&, Logger&, const char*, const char*, const char*, const char*, const char*);
+    struct Row {
+        const char* name;
+        Fn fn;
+        Outcome outcome;
+        int ret;
+        Lines spawns;
+        size_t waits;
+        Lines logs;
+    };
+    const Row rows[] = {
+        {"runapp1 waits",
+         runapp1,
+         Outcome::exits,
+         0,
+         {"fork: cp a b"},
+         1,
+         {"[LIB_COMMON(2)] new child1.. : pid(5000) - cp a b  ignored\n"}},
+        {"runapp2 does not",
+         runapp2,
+         Outcome::exits,
+         0,
+         {"fork: cp a b"},
+         0,
+         {"[LIB_COMMON(2)] new child2.. : pid(5000) - cp a b  ignored\n"}},
+        {"runapp3 does not",
+         runapp3,
+         Outcome::exits,
+         0,
+         {"fork: cp a b"},
+         0,
+         {"[LIB_COMMON(2)] new child3.. : pid(5000) - cp a b  ignored\n"}},
+        {"runapp4 by vfork",
+         runapp4,
+         Outcome::exits,
+         0,
+         {"vfork: cp a b"},
+         0,
+         {"[LIB_COMMON(2)] new child4.. : pid(5000) - cp a b  ignored\n"}},
+        {"runapp1 exec fails",
+         runapp1,
+         Outcome::exec_fails,
+         0,
+         {"fork: cp a b"},
+         1,
+         {"[LIB_COMMON(0)]exec1 failed 2 in child process : No such file or directory\n",
+          "[LIB_COMMON(2)] new child1.. : pid(5000) - cp a b  ignored\n"}},
+        {"runapp3 exec fails, with the command",
+         runapp3,
+         Outcome::exec_fails,
+         0,
+         {"fork: cp a b"},
+         0,
+         {"[LIB_COMMON(0)]exec3 failed 2 in child process : No such file or directory\n",
+          "[LIB_COMMON(0)]  cmd : cp a b  ignored\n",
+          "[LIB_COMMON(2)] new child3.. : pid(5000) - cp a b  ignored\n"}},
+        {"runapp4 exec fails, with the command",
+         runapp4,
+         Outcome::exec_fails,
+         0,
+         {"vfork: cp a b"},
+         0,
+         {"[LIB_COMMON(0)]exec4 failed 2 in child process : No such file or directory\n",
+          "[LIB_COMMON(0)]  cmd : cp a b  ignored\n",
+          "[LIB_COMMON(2)] new child4.. : pid(5000) - cp a b  ignored\n"}},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        SimBoard b;
+        Logger lg{b};
+        lg.common_init();
+        lg.set_level_by_prefix("LIB_COMMON", 2);
+        b.clear_calls();
+        b.processes = {{r.outcome, 2}};
+        EXPECT_EQ(r.fn(b, lg, "cp", "a", "b", nullptr, "ignored"), r.ret);
+        Lines sp;
+        for (const SimCall* c : b.find("spawn")) sp.push_back(c->dev + ": " + c->text);
+        EXPECT_EQ(sp, r.spawns);
+        EXPECT_EQ(b.find("wait").size(), r.waits);
+        EXPECT_EQ(b.logs(), r.logs);
+        // No process: the fork error, at every level.
+        b.clear_calls();
+        EXPECT_EQ(r.fn(b, lg, "cp", nullptr, nullptr, nullptr, nullptr), -1);
+        EXPECT_EQ(b.logs(), Lines{"[LIB_COMMON(0)]\nrunapp process fork error\n"});
+    }
+    // The child-started line is level 2: dropped at the library's default level.
+    board.processes = {{Outcome::exits, 0}};
+    set_level(1);
+    EXPECT_EQ(runapp2(board, log, "true"), 0);
+    EXPECT_TRUE(board.logs().empty());
+}
+
+TEST_F(ProcessUtil, TcpQueues) {
+    const std::string header =
+        "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout inode\n";
+    // The watched address is a build setting: rows name it as the kernel prints it.
+    char watched[16];
+    std::snprintf(watched, sizeof watched, "%08X", tcp_watch_address());
+    const std::string me = watched;
+    const auto row = [](const std::string& local, const char* queues) {
+        return "   0: " + local + " 0100007F:1F90 01 " + queues +
+               " 00:00000000 00000000     0        0 12345 1 00000000 20 4 30 10 -1\n";
+    };
+    struct Case {
+        const char* name;
+        std::string text;
+        Lines logs;
+    };
+    const Case cases[] = {
+        {"watched address, queues read as decimal",
+         header + row(me + ":0050", "00000010:00000200") + row("FFFFFFFF:0050", "00000001:00000001"),
+         {"[LIB_COMMON(2)]Total Memory( tcp )  : (T)10/(R)200\n"}},
+        {"the header alone, a short line and a line without the trailing newline",
+         header + "\n  \n" + row(me + ":0051", "00000003:00000004").substr(0, 140),
+         {"[LIB_COMMON(2)]Total Memory( tcp )  : (T)3/(R)4\n"}},
+        {"a header-looking first row is skipped", row(me + ":0050", "00000010:00000200"), {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        SimBoard b;
+        Logger lg{b};
+        lg.common_init();
+        lg.set_level_by_prefix("LIB_COMMON", 2);
+        b.set_file("/proc/net/tcp", c.text);
+        b.clear_calls();
+        EXPECT_EQ(print_tcp_tx_q(b, lg), 0);
+        EXPECT_EQ(b.logs(), c.logs);
+    }
+    SimBoard none;
+    Logger lg{none};
+    lg.common_init();
+    none.clear_calls();
+    EXPECT_EQ(print_tcp_tx_q(none, lg), 0);
+    EXPECT_EQ(none.logs(), Lines{"[LIB_COMMON(0)]print_tcp_tx_q : /proc/net/tcp read failed\n"});
+}
+
+// For real on the host: the library started through the board backend.
+class HostProcesses : public ::testing::Test {
+protected:
+    std::string dir;
+    void SetUp() override {
+        char tmpl[] = "/tmp/ptz-proc-XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl), nullptr);
+        dir = tmpl;
+    }
+    void TearDown() override { std::system(("rm -rf " + dir).c_str()); }
+    void script(const std::string& name, const std::string& body) {
+        std::ofstream(dir + "/" + name) << "#!/bin/sh\n" << body << "\n";
+        chmod((dir + "/" + name).c_str(), 0755);
+    }
+    static size_t lines_of(const std::string& path) {
+        std::ifstream f(path);
+        size_t n = 0;
+        for (std::string l; std::getline(f, l);) ++n;
+        return n;
+    }
+};
+
+TEST_F(HostProcesses, CountFindsAStartedProcess) {
+    TargetOs os;
+    Logger lg{os};
+    const std::string name = "ptz-count-probe-" + std::to_string(getpid());
+    ASSERT_EQ(count_process_by_cmdline(os, lg, name.c_str()), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        execl("/bin/sleep", name.c_str(), "30", static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    int found = 0;
+    for (int i = 0; i < 200 && found == 0; ++i) {
+        found = count_process_by_cmdline(os, lg, name.c_str());
+        if (found == 0) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(found, 1);
+    EXPECT_EQ(count_process_by_cmdline(os, lg, name.c_str()), 0);
+}
+
+TEST_F(HostProcesses, SuperviseRestartsAChildThatExits) {
+    const std::string marks = dir + "/runs";
+    script("child", "echo run >> " + marks + "\nexit 3");
+    const std::string program = dir + "/child";
+    const pid_t supervisor = fork();
+    if (supervisor == 0) {
+        TargetOs os;
+        Logger lg{os};
+        run_and_supervise(os, lg, program.c_str());
+        _exit(1);
+    }
+    size_t runs = 0;
+    for (int i = 0; i < 500 && runs < 3; ++i) {
+        runs = lines_of(marks);
+        if (runs < 3) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    kill(supervisor, SIGKILL);
+    int status = 0;
+    waitpid(supervisor, &status, 0);
+    EXPECT_GE(runs, 3u);
+    EXPECT_TRUE(WIFSIGNALED(status));  // it never returned on its own
+}
+
+}  // namespace
+}  // namespace ptz::test
