@@ -57,16 +57,21 @@ inline void kind(Frame& f, Kind k) {
     if (f.kind == Kind::none) f.kind = k;
 }
 
-// A pan or tilt direction: -1 left/down, +1 right/up. Speed 0 with a direction is still a move.
-inline void pan(Frame& f, int dir, int speed) {
-    f.pan = dir * speed;
-    say(f, "pan %s %d", dir < 0 ? "left" : "right", speed);
+// A pan or tilt direction: -1 left/down, +1 right/up. Speed 0 with a direction is still a move; a frame
+// that carries no speed (speed < 0) gives the direction alone, as speed 1.
+inline void axis(Frame& f, int& out, const char* name, const char* word, int dir, int speed) {
+    out = dir * (speed < 0 ? 1 : speed);
+    if (speed < 0)
+        say(f, "%s %s", name, word);
+    else
+        say(f, "%s %s %d", name, word, speed);
     kind(f, Kind::move);
 }
+inline void pan(Frame& f, int dir, int speed) {
+    axis(f, f.pan, "pan", dir < 0 ? "left" : "right", dir, speed);
+}
 inline void tilt(Frame& f, int dir, int speed) {
-    f.tilt = dir * speed;
-    say(f, "tilt %s %d", dir < 0 ? "down" : "up", speed);
-    kind(f, Kind::move);
+    axis(f, f.tilt, "tilt", dir < 0 ? "down" : "up", dir, speed);
 }
 // Pan and tilt from a direction pair, speeds already known; no direction on either axis is a stop.
 inline void pan_tilt(Frame& f, int pdir, int pspeed, int tdir, int tspeed) {
@@ -168,4 +173,16 @@ using Decode = Frame(const uint8_t*, size_t);
 using Reply = Answer(const Frame&, const HeadState&, int);
 Decode pelco_d, pelco_d_tvi, c1080b, c1080pt, wonwoo, inos_v900;
 Reply pelco_d_answer, c1080pt_answer, inos_v900_answer, inos_answer, smartfarm_answer;
+}  // namespace ptzcam::family
+namespace ptzcam::family {
+Decode pelco_p, samsung_e, panasonic, autodome, vcc4, vicon;
+Reply vcc4_answer;
+}  // namespace ptzcam::family
+namespace ptzcam::family {
+Decode spd, spd_variant, srx100b, sj, adi, stx, three_byte, letter, scandome, scandome2;
+Reply spd_answer;
+}  // namespace ptzcam::family
+namespace ptzcam::family {
+Decode ez, f2e, orx1000, hunt, ptc107_203, hikc, hda;
+Reply ez_answer, f2e_answer;
 }  // namespace ptzcam::family
