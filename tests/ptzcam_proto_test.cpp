@@ -36,6 +36,54 @@ Bytes with(Bytes b, size_t at, uint8_t v) {
     b[at] = v;
     return b;
 }
+Bytes tail(Bytes b, uint8_t v) {
+    b.push_back(v);
+    return b;
+}
+Bytes pp(uint8_t a, uint8_t c1, uint8_t c2, uint8_t d1, uint8_t d2) {  // Pelco-P: XOR of bytes 0..6
+    Bytes b{0xA0, a, c1, c2, d1, d2, 0xAF};
+    uint8_t x = 0;
+    for (uint8_t v : b) x ^= v;
+    return tail(b, x);
+}
+Bytes se(uint8_t a, uint8_t type, uint8_t b4, uint8_t b5, uint8_t b6, uint8_t b7) {  // NOT of the sum of 1..7
+    Bytes b{0xA0, 0xFE, a, type, b4, b5, b6, b7};
+    return tail(b, uint8_t(~add(b, 1, 7)));
+}
+Bytes pana(const char* text) {  // STX "AD" text ETX
+    Bytes b{0x02, 'A', 'D'};
+    b.insert(b.end(), text, text + std::strlen(text));
+    return tail(b, 0x03);
+}
+Bytes sum7f(Bytes b) { return tail(b, add(b, 0, b.size() - 1) & 0x7F); }        // AutoDome, STX-framed
+Bytes sum_all(Bytes b) { return tail(b, add(b, 0, b.size() - 1)); }             // SJ, ScanDome, ORX1000
+Bytes zero_sum(Bytes b) { return tail(b, uint8_t(-add(b, 0, b.size() - 1))); }  // ADI
+Bytes spdf(uint8_t a, uint16_t c, uint8_t d1, uint8_t d2, uint8_t d3) {         // NOT of the sum of 1..8
+    Bytes b{0xA0, a, 0, uint8_t(c >> 8), uint8_t(c), d1, d2, d3, 0xFF, 0xAF};
+    return tail(b, uint8_t(~add(b, 1, 8)));
+}
+Bytes ezf(Bytes data) {  // EZ to address 1: sum XOR 0xA5
+    Bytes b{0xE5, 0x10, 0x01};
+    b.insert(b.end(), data.begin(), data.end());
+    return tail(b, add(b, 0, b.size() - 1) ^ 0xA5);
+}
+Bytes f2ef(Bytes data) {  // F2E to address 1: plain sum
+    Bytes b{0xFA, 0x50, 0x01};
+    b.insert(b.end(), data.begin(), data.end());
+    return sum_all(b);
+}
+Bytes hunt(uint8_t c, uint8_t s) {
+    return tail({0xFA, c, 0, 1, s, 0}, add({0xFA, c, 0, 1, s, 0}, 0, 5) & 0x7F);
+}
+Bytes hikc(uint8_t code, uint8_t d0, uint8_t d1) {  // sum of bytes 1..4 and 6..8
+    Bytes b{0x02, 0xB5, 0x00, code, d0, 0x02, d1, 0, 0};
+    return tail(b, uint8_t(add(b, 1, 4) + add(b, 6, 8)));
+}
+Bytes ptc(uint8_t a, const char* cmd, Bytes d) {  // sum of bytes 1..13, then 04
+    Bytes b{0x02, a, uint8_t(cmd[0]), uint8_t(cmd[1])};
+    b.insert(b.end(), d.begin(), d.end());
+    return tail(tail(b, add(b, 1, 13)), 0x04);
+}
 
 Frame run(const char* proto, const Bytes& b) {
     const Protocol* p = find_protocol(proto);
@@ -124,6 +172,187 @@ TEST(PtzcamProto, PelcoFamilyGoldens) {
     };
     // clang-format on
     for (const Golden& g : cases) check(g);
+}
+
+TEST(PtzcamProto, SerialProtocolGoldens) {
+    const Bytes d10(10);
+    // clang-format off
+    const Golden cases[] = {
+        // Pelco-P: address byte is address - 1; zoom speed is the raw distance
+        {"pelco-p", {0xA0, 0, 0, 0, 0, 0, 0xAF, 0x0F}, S, 1, 0, 0, 0, "stop"},
+        {"pelco-p", pp(0, 0, 0x20, 0x80, 0), Z, 1, 0, 0, 1, "zoom tele 128"},
+        {"pelco-p", pp(31, 0, 0x14, 0x20, 0x10), M, 32, -0x20, -0x10, 0, "pan left 32, tilt down 16"},
+        {"pelco-p", pp(0, 0x04, 0, 0, 0), I, 1, 0, 0, 1, "iris open"},
+        {"pelco-p", pp(0, 0, 0x07, 0, 9), GP, 1, 0, 0, 9, "go to preset 9"},
+        // Samsung-E: left 0x0001, up 0x0004; type 3 presets, menu keys and computed aux codes
+        {"samsung-e", {0xA0, 0xFE, 1, 1, 0, 0, 0, 0, 0xFF}, S, 1, 0, 0, 0, "stop"},
+        {"samsung-e", se(1, 1, 0, 0x05, 0x30, 0x11), M, 1, -0x30, 0x11, 0, "pan left 48, tilt up 17"},
+        {"samsung-e", se(2, 3, 0x17, 0x01, 0xFF, 0xFF), MN, 2, 0, 0, 0, "menu"},
+        {"samsung-e", se(2, 3, 0x19, 0x07, 0xFF, 0xFF), GP, 2, 0, 0, 7, "go to preset 7"},
+        {"samsung-e", se(2, 3, 0x71, 0xFF, 0xFF, 0xFF), O, 2, 0, 0, 100, "aux code 100"},
+        // Panasonic: pan/tilt speeds are distance / 4; go to preset p sends p - 1, store n sends n + 99
+        {"panasonic", pana("07;GC7:90288F0"), M, 7, -15, 0, 0, "pan left 15"},
+        {"panasonic", pana("01;GC7:9028B32"), M, 1, 3, 2, 0, "pan right 3, tilt up 2"},
+        {"panasonic", pana("01;GC7:9020100"), S, 1, 0, 0, 0, "zoom stop"},
+        {"panasonic", pana("01;GC7:9027100"), Z, 1, 0, 0, -1, "zoom wide 3"},
+        {"panasonic", pana("01;GC7:9028100"), S, 1, 0, 0, 0, "pan/tilt stop (same frame as zoom tele 8)"},
+        {"panasonic", pana("01;GC7:9034102"), F, 1, 0, 0, 1, "focus far 2"},
+        {"panasonic", pana("01;GCF:2021400:2022000"), GP, 1, 0, 0, 1, "go to preset 1"},
+        {"panasonic", pana("01;GCF:00219F0:0022680"), SP, 1, 0, 0, 5, "set preset 5"},
+        {"panasonic", pana("01;RON:7"), O, 1, 0, 0, 0, "power on"},
+        // AutoDome: address bits 8..15, then (address - 1); pan speed 0x20 is masked to 0
+        {"autodome", {0x86, 0, 0, 0x07, 0x04, 0x03, 0x14}, SP, 1, 0, 0, 3, "set preset 3"},
+        {"autodome", sum7f({0x86, 0, 0, 0x07, 0x02, 0x05}), AF, 1, 0, 0, 5, "aux 5 off"},
+        {"autodome", sum7f({0x86, 0, 0, 0x07, 0x01, 0x2E}), MN, 1, 0, 0, 0, "menu (same value as aux 46 on)"},
+        {"autodome", sum7f({0x87, 0, 0, 0x05, 0x20, 0x00, 0x01}), M, 1, 0, 0, 0, "pan right 0"},
+        {"autodome", sum7f({0x87, 1, 0xFF, 0x05, 0x05, 0x50, 0x0A}), M, 256, -10, 5, 0, "pan left 10, tilt up 5"},
+        {"autodome", sum7f({0x86, 0, 4, 0x02, 0x18, 0x00}), M, 5, -1, 1, 0, "pan left, tilt up"},
+        {"autodome", sum7f({0x86, 0, 4, 0x02, 0x04, 0x00}), Z, 5, 0, 0, -1, "zoom wide"},
+        // VC-C4: device character address | 0x30, no checksum
+        {"vcc4", {0xFF, 0x30, 0x31, 0, 0x8A, ':', 0xEF}, GP, 1, 0, 0, 10, "go to preset 10"},
+        {"vcc4", {0xFF, 0x30, 0x31, 0, 0x50, '0', '0', '8', 0xEF}, O, 1, 0, 0, 8, "pan speed 8"},
+        {"vcc4", {0xFF, 0x30, 0x31, 0, 0x60, '2', '1', 0xEF}, M, 1, -1, 1, 0, "pan left, tilt up"},
+        {"vcc4", {0xFF, 0x30, 0x30, 0, 0x90, '0', 0xEF}, O, 0, 0, 0, 0, "command start"},
+        {"vcc4", {0xFF, 0x30, 0x32, 0, 0xB5, '0', 0xEF}, AN, 2, 0, 0, 602, "aux 602 on"},
+        // Vicon: header and body in one; speeds are distance x 16 in two 7-bit groups
+        {"vicon", {0x82, 0x53, 0x50, 0, 0, 0, 0x04, 0x00, 0x04, 0x00}, M, 0x23, -512, 512, 0, "pan left 512, tilt up 512"},
+        {"vicon", {0x82, 0x13, 0, 0, 0x10, 0}, O, 0x23, 0, 0, 3, "aux 3"},
+        {"vicon", {0x82, 0x13, 0, 0, 0, 0}, S, 0x23, 0, 0, 0, "stop"},
+        {"vicon", {0x82, 0x43, 0, 0, 0, 0, 0x10, 0x2C, 0x70, 0x70}, GP, 0x23, 0, 0, 44, "go to preset 44"},
+        // SJ: 'M' presets as nibbles, 'P' aux data by its own table
+        {"sj", sum_all({0x40, 'M', 1, 0x59, 0x01}), GP, 1, 0, 0, 9, "go to preset 9"},
+        {"sj", sum_all({0x40, 'M', 1, 0x47, 0x01}), GP, 1, 0, 0, 7, "go to preset 7"},
+        {"sj", sum_all({0x40, 'P', 1, 0x23, 0x00}), AN, 1, 0, 0, 1, "aux 1 on"},
+        {"sj", sum_all({0x40, 'C', 1, 0x04}), M, 1, -1, 0, 0, "pan left"},
+        // SRX-100B: the SPD frame with fixed speeds and its own aux commands
+        {"srx-100b", spdf(1, 0x0012, 0x3F, 0x3F, 0), M, 1, 0x3F, -0x3F, 0, "pan right 63, tilt down 63"},
+        {"srx-100b", spdf(1, 0x0400, 0, 0, 0), S, 1, 0, 0, 0, "stop"},
+        {"srx-100b", spdf(1, 0x4F, 3, 0xFF, 0xFF), AN, 1, 0, 0, 3, "aux 3 on"},
+        {"srx-100b", spdf(1, 0x0420, 0, 0, 4), Z, 1, 0, 0, 1, "zoom tele 4"},
+        // ADI: speed 9 goes out as 8; preset numbers are sent less one
+        {"adi", {0x01, 0x83, 0x7C}, S, 1, 0, 0, 0, "pan stop"},
+        {"adi", zero_sum({0x01, 0xC0, 0x81, 0x08}), M, 1, -8, 0, 0, "pan left 8"},
+        {"adi", zero_sum({0x01, 0xC7, 0x02, 0x04}), GP, 1, 0, 0, 5, "go to preset 5"},
+        {"adi", zero_sum({0x01, 0xCC, 0x02}), MN, 1, 0, 0, 0, "menu escape"},
+        // STX-framed, three-byte, letter-command
+        {"stx-framed", {0x02, 0x01, 0x00, 0x00, 0x03, 0x06}, S, 1, 0, 0, 0, "stop"},
+        {"stx-framed", sum7f({0x02, 0x01, 0x3A, '1', 0x03}), M, 1, -1, 1, 0, "pan left 1, tilt up 1"},
+        {"three-byte", {0x41, 0x05, 0x80}, GP, 1, 0, 0, 5, "go to preset 5, or first step of set preset 5"},
+        {"three-byte", {0x41, 0x00, 0x84}, O, 1, 0, 0, 0, "set preset step 4"},
+        {"three-byte", {0xC1, 0x03, 0xA4}, O, 1, 0, 0, 0, "set preset end"},
+        {"three-byte", {0x01, 0x06, 0x80 | 0x1A}, M, 1, -2, 3, 0, "pan left 2, tilt up 3"},
+        {"letter-command", {0x50, 0x80, 0x81, 'L', 0x80, 0x00, 0x00}, M, 1, -128, 0, 0, "pan left 128"},
+        {"letter-command", {0x50, 0x81, 0x81, 'T', 0xFC, 0x00}, Z, 129, 0, 0, 1, "zoom tele 252"},
+        {"letter-command", {0x50, 0x80, 0x81, 'X', 0x00}, S, 1, 0, 0, 0, "pan/tilt stop"},
+        // EZ/F2E: the tilt byte's bit 7 means up; x = 0xFF overflows into the left bit
+        {"ez", ezf({0x00, 0xC0, 0x00}), M, 1, -64, 0, 0, "pan left 64"},
+        {"ez", ezf({0x00, 0xBF, 0x00}), M, 1, -63, 0, 0, "pan left 63"},
+        {"ez", ezf({0x00, 0x10, 0x90}), M, 1, 16, 16, 0, "pan right 16, tilt up 16"},
+        {"ez", ezf({0x11, 0x10, 0x00}), Z, 1, 16, 0, 1, "zoom tele 1, pan right 16"},
+        {"ez", ezf({0xA2}), MN, 1, 0, 0, 0, "menu enter"},
+        {"ez", ezf({0x81, 0x05, 0x00}), GP, 1, 0, 0, 5, "go to preset 5"},
+        {"ez", sum_all({0x5E, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1}), POS, 1, 0, 0, 0,
+         "set position pan 900 tilt 0 zoom 1"},
+        {"ez", sum_all({0xAA, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1}), POS, 1, 0, 0, 0,
+         "set position pan 900 tilt 0 zoom 1"},
+        {"f2e", f2ef({0x91, 0x10, 0x00}), Z, 1, 16, 0, 1, "zoom tele 1, pan right 16"},
+        {"f2e", f2ef({0x40}), Q, 1, 0, 0, 0, "query position"},
+        {"f2e", f2ef({0x28}), AN, 1, 0, 0, 602, "aux 602 on"},
+        {"f2e", f2ef({0x18, 0x02, 0x00}), AN, 1, 0, 0, 703, "aux 703 on"},
+        {"f2e", f2ef({0x5A, 0x01, 0x02}), O, 1, 0, 0, 0, "WKC keyboard command 0x5a 0x01 0x02"},
+        // SPD and its variant: presets travel less one
+        {"spd", spdf(1, 0x0002, 0x3F, 0, 0), M, 1, 0x3F, 0, 0, "pan right 63"},
+        {"spd", spdf(1, 0x0007, 0, 0xFF, 0xFF), GP, 1, 0, 0, 1, "go to preset 1, sent as 0"},
+        {"spd", spdf(1, 0x0100, 0, 0, 0xFF), MN, 1, 0, 0, 0, "menu enter"},
+        {"spd", spdf(1, 0x0100, 0, 0, 0x40), F, 1, 0, 0, -1, "focus near 64"},
+        {"spd", spdf(1, 0x0045, 1, 0xFF, 0xFF), O, 1, 0, 0, 0, "autofocus on or off"},
+        {"spd-variant", spdf(1, 0x0002, 1, 1, 0x11), M, 1, 1, 0, 0, "pan right 1"},
+        {"spd-variant", spdf(1, 0x0021, 2, 0, 0xFF), O, 1, 0, 0, 3, "run sequence 3"},
+        {"spd-variant", spdf(1, 0x8001, 0x20, 1, 0xFF), O, 1, 0, 0, 0x20, "digital zoom on (aux low byte 32)"},
+        // ScanDome: speed nibbles centred on 8; presets as two nibbles
+        {"scandome", sum_all({0xA5, 1, 0x10, 0x0D, 0xA8, 0x55}), M, 1, 2, 0, 0, "pan right 2"},
+        {"scandome", sum_all({0xA5, 1, 0x11, 0x81, 0x82, 0x55}), GP, 1, 0, 0, 0x12, "go to preset 18"},
+        {"scandome", sum_all({0xA5, 1, 0x2C, 0x80, 0x83, 0x55}), AN, 1, 0, 0, 703, "aux 703 on"},
+        {"scandome2", sum_all({0xA5, 1, 0x10, 0x0D, 0x88, 0x55}), S, 1, 0, 0, 0, "stop"},
+        {"scandome2", sum_all({0xA5, 1, 0x10, 0x0D, 0x18, 0x55}), M, 1, -7, 0, 0, "pan left 7"},
+        {"scandome2", sum_all({0xA5, 1, 0x10, 0x0F, 0x88, 0x55}), Z, 1, 0, 0, 1, "zoom tele"},
+        // ORX1000: address digits hundreds, units, tens
+        {"orx1000", sum_all({0x11, 0x23, 0x32, 0x00, 0x46}), M, 123, -1, -1, 0, "pan left, tilt down"},
+        {"orx1000", sum_all({0x10, 0x21, 0x30, 0x00, 0x44}), M, 1, -1, 0, 0, "pan left, or aux 13 off"},
+        {"orx1000", sum_all({0x10, 0x21, 0x30, 0x6B, 0x00}), AN, 1, 0, 0, 1, "aux 1 on"},
+        // HUNT: one speed for both axes; speed 0 is a stop frame
+        {"hunt", hunt(4, 0x80), M, 1, 0x80, 0, 0, "pan right 128"},
+        {"hunt", hunt(5, 0xEF), M, 1, -0xEF, 0xEF, 0, "pan left 239, tilt up 239"},
+        {"hunt", hunt(11, 0), S, 1, 0, 0, 0, "stop zoom tele"},
+        {"hunt", hunt(0x76, 9), GP, 1, 0, 0, 9, "go to preset 9"},
+        // PTC107/203: pan and tilt as signed bytes, tilt negative for up
+        {"ptc107", ptc(1, "MA", d10), S, 1, 0, 0, 0, "stop"},
+        {"ptc107", ptc(1, "MA", {0x80, 1, 0, 0, 0, 0, 0, 0, 1, 0}), M, 1, -128, 0, 0, "pan left 128"},
+        {"ptc203", ptc(1, "MA", {0, 0, 0xF7, 1, 0, 0, 0, 0, 0, 0}), M, 1, 0, 9, 0, "tilt up 9"},
+        {"ptc203", ptc(1, "AF", {0x81, 0, 0, 0, 0x01, 0, 0, 0, 0, 0}), O, 1, 0, 0, 0, "auto focus 0x81"},
+        // coax: HIK-C (d0 tilt, d1 pan speed) and HDA's four bytes
+        {"hikc", {0x02, 0xB5, 0, 0x14, 0, 0x02, 0, 0, 0, 0xC9}, S, -1, 0, 0, 0, "stop"},
+        {"hikc", hikc(0x0A, 0x20, 0x3F), M, -1, -63, 32, 0, "pan left 63, tilt up 32"},
+        {"hikc", hikc(0x17, 36, 0), GP, -1, 0, 0, 36, "go to preset 36"},
+        {"hikc", hikc(0x55, 1, 0x10), O, -1, 0, 0, 0, "left limit"},
+        {"hda", {0, 0, 0, 0}, S, -1, 0, 0, 0, "stop"},
+        {"hda", {0, 0x0C, 0x80, 0x40}, M, -1, -128, 64, 0, "pan left 128, tilt up 64"},
+        {"hda", {0x02, 0x03, 0x00, 0x5F}, SP, -1, 0, 0, 95, "set preset 95, iris open"},
+        {"hda", {0x01, 0, 0, 0}, F, -1, 0, 0, -1, "focus near"},
+    };
+    // clang-format on
+    for (const Golden& g : cases) check(g);
+}
+
+// Failures: a bad checksum covers its frame, an unknown command names its code, a cut frame waits for more
+// (a cut coax record is truncated), and bytes before a start byte are noise.
+TEST(PtzcamProto, Failures) {
+    struct Row {
+        const char* proto;
+        Bytes bytes;
+        Status status;
+        size_t length;
+        const char* reason;
+    };
+    // clang-format off
+    const Row cases[] = {
+        {"pelco-d", with(pd(1, 0, 4, 0x20, 0), 6, 0), Status::bad_checksum, 7, "bad checksum"},
+        {"pelco-d", pd(1, 0, 0x57, 0, 0), Status::unknown_command, 7, "unknown command 0x57"},
+        {"pelco-d", pd(1, 0x08, 0, 0, 0), Status::unknown_command, 7, "unknown command 0x800"},
+        {"pelco-d", {0xFF, 1, 0, 4}, Status::need_more, 0, ""},
+        {"pelco-d", {0x12, 0x34, 0xFF, 1}, Status::noise, 2, "noise"},
+        {"c1080pt", with(ext(1, 0x93), 10, 0), Status::bad_checksum, 11, "bad checksum"},
+        {"c1080pt", {0xFF, 1, 0, 0x93, 0, 0, 0}, Status::need_more, 0, ""},
+        {"pelco-p", with(pp(0, 0, 4, 1, 0), 7, 0), Status::bad_checksum, 8, "bad checksum"},
+        {"samsung-e", se(1, 3, 0x17, 0x05, 0xFF, 0xFF), Status::unknown_command, 9, "unknown command 0x17"},
+        {"panasonic", pana("01;GC7:9999999"), Status::unknown_command, 18, "unknown command GC7:9999999"},
+        {"panasonic", {0x02, 'A', 'D', '0', '1', ';'}, Status::need_more, 0, ""},
+        {"autodome", with(sum7f({0x86, 0, 0, 0x07, 0x04, 0x03}), 6, 0), Status::bad_checksum, 7, "bad checksum"},
+        {"vcc4", {0xFF, 0x30, 0x31, 0, 0x77, '0', 0xEF}, Status::unknown_command, 7, "unknown command 0x77"},
+        {"vicon", {0x82, 0x23}, Status::unknown_command, 2, "unknown frame type 0x20"},
+        {"sj", with(sum_all({0x40, 'C', 1, 0x04}), 4, 0), Status::bad_checksum, 5, "bad checksum"},
+        {"adi", {0x01, 0x83, 0x7D}, Status::bad_checksum, 3, "bad checksum"},
+        {"adi", {0x01, 0x77, 0x88}, Status::unknown_command, 3, "unknown command 0x77"},
+        {"spd", with(spdf(1, 2, 1, 0, 0), 10, 0), Status::bad_checksum, 11, "bad checksum"},
+        {"spd", spdf(1, 0x1000, 0, 0, 0), Status::unknown_command, 11, "unknown command 0x1000"},
+        {"ez", with(ezf({0, 1, 0}), 6, 0), Status::bad_checksum, 7, "bad checksum"},
+        {"hunt", hunt(0x33, 1), Status::unknown_command, 7, "unknown command 0x33"},
+        {"orx1000", sum_all({0x10, 0x21, 0x30, 0x00, 0x4F}), Status::unknown_command, 6, "unknown command 0x4f"},
+        {"scandome", with(sum_all({0xA5, 1, 0x10, 0x0D, 0x88, 0x55}), 6, 0), Status::bad_checksum, 7, "bad checksum"},
+        {"ptc107", ptc(1, "ZZ", Bytes(10)), Status::unknown_command, 16, "unknown command ZZ"},
+        {"hikc", with(hikc(0x14, 0, 0), 9, 0), Status::bad_checksum, 10, "bad checksum"},
+        {"hikc", {0x02, 0xB5, 0, 0x14}, Status::truncated, 4, "truncated"},
+        {"hda", {0x10, 0, 0, 0}, Status::unknown_command, 4, "unknown command 0x10"},
+        {"pelco-d-tvi", {0xFF, 0xFF, 3, 0, 0x04}, Status::truncated, 5, "truncated"},
+    };
+    // clang-format on
+    for (const Row& r : cases) {
+        SCOPED_TRACE(std::string(r.proto) + ": " + r.reason);
+        const Frame f = run(r.proto, r.bytes);
+        EXPECT_EQ(f.status, r.status);
+        EXPECT_EQ(f.length, r.length);
+        EXPECT_STREQ(f.reason, r.reason);
+    }
 }
 
 }  // namespace

@@ -27,6 +27,8 @@ inline Frame result(Status s, size_t length) {
     return f;
 }
 inline Frame need_more() { return result(Status::need_more, 0); }
+// A coax transmit record shorter than its frame: nothing more will come for it.
+inline Frame truncated(size_t n) { return fail(Status::truncated, n, "truncated"); }
 inline Frame bad_checksum(size_t length) { return fail(Status::bad_checksum, length, "bad checksum"); }
 inline Frame unknown(size_t length, unsigned code) {
     return fail(Status::unknown_command, length, "unknown command 0x%02x", code);

@@ -254,7 +254,7 @@ Frame pelco_d_tvi(const uint8_t* p, size_t n) {
     static constexpr uint8_t kShape[] = {0xFF, 0xFF};
     for (size_t i = 0; i < 2 && i < n; ++i)
         if (p[i] != kShape[i]) return noise(1);
-    if (n < 10) return need_more();
+    if (n < 10) return truncated(n);
     if (p[5] != 0xFF || p[9] != 0x00) return fail(Status::unknown_command, 10, "not a TVI record");
     const unsigned w = be16(p + 3);
     if (((p[2] + p[3] + p[4] + p[6] + p[7]) & 0xFF) != p[8]) return bad_checksum(10);

@@ -260,7 +260,7 @@ Frame three_byte(const uint8_t* p, size_t n) {
     const unsigned a = p[0], c = p[1], d = p[2] & 0x7F;
     Frame f = good(3, int(a), c);
     if (a >= 0xC0) {
-        if (c != 3 || d != 100) return unknown(3, c);
+        if (c != 3 || d != (100 & 0x3F)) return unknown(3, c);  // 100, cut to six bits like every data
         f.address = int(a - 0xC0);
         return say(f, "set preset end"), kind(f, Kind::other), f;
     }

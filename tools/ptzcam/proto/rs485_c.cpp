@@ -12,6 +12,7 @@
 // PTC107/PTC203: 02 address letter letter d0..d9 sum(1..13) 04. Pan d0 and tilt d2 are signed bytes (tilt
 // negative for up); the PTC107 sets d8 in every motion frame.
 // HIK-C (coax): 02 B5 00 code d0 02 d1 d2 d3, sum of bytes 1..4 and 6..8; d0 tilt speed, d1 pan speed.
+// A coax record holds a whole frame, so a short one is truncated rather than incomplete.
 // HDA (coax): four bytes, no header, no checksum: b0 focus near/iris bits, b1 motion and preset codes,
 // b2 pan speed, b3 tilt speed or preset number.
 #include <cmath>
@@ -276,7 +277,7 @@ Frame hikc(const uint8_t* p, size_t n) {
     if (n == 0) return need_more();
     if (size_t skip = junk(p, n, [](uint8_t b) { return b == 0x02; })) return noise(skip);
     if ((n >= 2 && p[1] != 0xB5) || (n >= 3 && p[2] != 0x00)) return noise(1);
-    if (n < 10) return need_more();
+    if (n < 10) return truncated(n);
     if (p[5] != 0x02) return noise(1);
     if (((sum(p, 1, 4) + sum(p, 6, 8)) & 0xFF) != p[9]) return bad_checksum(10);
     const unsigned c = p[3], d0 = p[4], d1 = p[6];
@@ -320,7 +321,8 @@ Frame hikc(const uint8_t* p, size_t n) {
 
 // An HDA record is exactly four bytes; anything in them is a frame.
 Frame hda(const uint8_t* p, size_t n) {
-    if (n < 4) return need_more();
+    if (n == 0) return need_more();
+    if (n < 4) return truncated(n);
     const unsigned b0 = p[0], b1 = p[1];
     Frame f = good(4, -1, b0 << 8 | b1);
     if (b0 & ~0x07u) return unknown(4, b0);
