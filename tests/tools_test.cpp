@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -264,3 +265,136 @@ TEST_F(ToolsTest, PtzctlRefusesBadArgumentsWithoutSending) {
 }
 
 }  // namespace
+
+#ifdef PTZCAM_PATH
+
+// Whether `done` holds within about 5 s.
+bool eventually(const auto& done) {
+    for (int i = 0; i < 500 && !done(); ++i) usleep(10000);
+    return done();
+}
+
+// A board with one Pelco-D dome (address 1, 9600 8N1) on RS-485 port 2 for
+// channel 0, played by ptzcam, and the host runner serving it.
+class EndToEndTest : public ToolsTest {
+protected:
+    void start(const std::string& fault = "") {
+        for (const char* var : {"video_ch_cnt", "coc_type", "rs485_type", "model"})
+            put(std::string("proc/orv_sys_vars/") + var, var[0] == 'v' ? "4" : "0");
+        std::string img(64 * 4016, '\0');
+        img.replace(0, 4, "\x78\x56\x34\x12");                          // the validity word
+        img[2990] = 2, img[2992] = 3, img[2996] = 1, img[2999] = 0x16;  // port 2, 9600, address 1, 0x1600
+        put("dev/con2rec", img);
+        put("dev/dio", "");
+        put("dev/misc/vdrv0", "");
+        std::vector<std::string> cam = {PTZCAM_PATH, "camera", "--protocol", "pelco-d",
+                                        "--address", "1",      "--link",     (dir_ / "dev/ttyS2").string()};
+        if (!fault.empty()) cam.insert(cam.end(), {"--fault", fault});
+        children_.push_back(spawn(cam, dir_ / "camera.txt"));
+        ASSERT_TRUE(eventually([&] { return fs::is_symlink(dir_ / "dev/ttyS2"); }));
+        children_.push_back(
+            spawn({PTZSVR_HOST_PATH, "--board", dir_.string(), "--trace", (dir_ / "trace.jsonl").string()},
+                  dir_ / "daemon.txt"));
+        ASSERT_TRUE(eventually([&] { return fs::exists(dir_ / "tmp/ptzsvr.sock"); }))
+            << slurp(dir_ / "daemon.txt");
+    }
+    void put(const std::string& rel, const std::string& content) {
+        fs::create_directories((dir_ / rel).parent_path());
+        std::ofstream(dir_ / rel, std::ios::binary) << content;
+    }
+    void command(std::vector<std::string> args) {
+        args.insert(args.begin(), {"--board", dir_.string()});
+        EXPECT_EQ(ctl(args).status, 0) << args[2];
+    }
+    // The position reports in the trace: requester, channel, status, pan, tilt, zoom.
+    std::vector<std::vector<int64_t>> reports() const {
+        std::vector<std::vector<int64_t>> out;
+        std::istringstream text(slurp(dir_ / "trace.jsonl"));
+        for (std::string line; std::getline(text, line);) {
+            const size_t d = line.find(R"("data":")");
+            if (line.find(R"("dev":"/dev/con2rec")") == std::string::npos ||
+                line.find(R"("req":"0x6")") == std::string::npos || d == std::string::npos ||
+                line.size() < d + 72)
+                continue;
+            std::vector<int64_t> words;
+            for (size_t w = 2; w < 8; ++w) {
+                uint32_t v = 0;
+                for (size_t k = 4; k-- > 0;)
+                    v = v << 8 | std::stoul(line.substr(d + 8 + 8 * w + 2 * k, 2), nullptr, 16);
+                words.push_back(w == 2 ? int64_t(int32_t(v)) : int64_t(v));
+            }
+            out.push_back(words);
+        }
+        return out;
+    }
+    std::vector<int64_t> query(int requester) {
+        const size_t before = reports().size();
+        command({"getpos", "0", "--requester", std::to_string(requester)});
+        EXPECT_TRUE(eventually([&] { return reports().size() > before; })) << slurp(dir_ / "camera.txt");
+        const auto all = reports();
+        return all.empty() ? std::vector<int64_t>{} : all.back();
+    }
+};
+
+// The head turns at the commanded speeds; after a stop the daemon reads back
+// exactly where it stands, then a set position and a recalled preset.
+TEST_F(EndToEndTest, DaemonReadsBackWhereTheSimulatedHeadWent) {
+    start();
+    command({"move", "0", "30", "10"});  // right 30 and up 10 degrees a second
+    usleep(800000);
+    command({"stop", "0"});
+    std::smatch m;
+    std::string out;  // outlives the match
+    const std::regex at(R"(stop \(head at pan (\d+) tilt (\d+) zoom (\d+)\))");
+    ASSERT_TRUE(eventually([&] {
+        out = slurp(dir_ / "camera.txt");
+        return std::regex_search(out, m, at);
+    })) << out;
+    const int64_t pan = std::stoll(m[1]), tilt = std::stoll(m[2]);
+    EXPECT_NEAR(pan, 3 * tilt, 30);  // the two axes ran for the same time
+    EXPECT_GT(pan, 2000);            // at least 0.67 s at 30 degrees a second
+    EXPECT_EQ(query(1000), (std::vector<int64_t>{1000, 0, 1, pan, tilt, 0}));
+
+    command({"setpos", "0", "9000", "1500", "4000"});
+    command({"store", "0", "5"});
+    command({"setpos", "0", "100", "200", "300"});
+    EXPECT_EQ(query(1), (std::vector<int64_t>{1, 0, 1, 100, 200, 300}));
+    command({"goto", "0", "5"});
+    EXPECT_EQ(query(70000), (std::vector<int64_t>{-1, 0, 1, 9000, 1500, 4000}));
+}
+
+// Each injected fault on the reply path, and what the daemon's reply reader
+// makes of it: a frame found within 300 ms with its checksum right counts,
+// anything else reads as 0.
+TEST_F(EndToEndTest, ReplyPathUnderEachInjectedFault) {
+    const struct {
+        const char* fault;
+        bool read;
+    } rows[] = {
+        {"late=100", true}, {"late=400", false}, {"badsum", false},
+        {"noise", true},    {"twice", true},     {"silent", false},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.fault);
+        for (pid_t p : children_) kill(p, SIGTERM), waitpid(p, nullptr, 0);
+        children_.clear();
+        fs::remove_all(dir_);
+        fs::create_directories(dir_);
+        start(r.fault);
+        command({"setpos", "0", "9000", "1500", "4000"});
+        const std::vector<int64_t> expected = r.read ? std::vector<int64_t>{1000, 0, 1, 9000, 1500, 4000}
+                                                     : std::vector<int64_t>{1000, 0, 1, 0, 0, 0};
+        EXPECT_EQ(query(1000), expected) << slurp(dir_ / "camera.txt");
+        // The camera did answer all three queries, faults and all (a late
+        // answer may come after the report).
+        const auto answers = [&] {
+            const std::string cam = slurp(dir_ / "camera.txt");
+            size_t n = 0;
+            for (size_t at = 0; (at = cam.find("-> answer", at)) != std::string::npos; ++at) ++n;
+            return n;
+        };
+        EXPECT_TRUE(eventually([&] { return answers() == 3; })) << slurp(dir_ / "camera.txt");
+    }
+}
+
+#endif  // PTZCAM_PATH
