@@ -3,6 +3,7 @@
 // together reading back where a simulated head went.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -272,6 +273,79 @@ TEST_F(ToolsTest, PtzctlRefusesBadArgumentsWithoutSending) {
 bool eventually(const auto& done) {
     for (int i = 0; i < 500 && !done(); ++i) usleep(10000);
     return done();
+}
+
+// Pelco-D: FF, address, command word, data 1, data 2, sum of bytes 1..5.
+Bytes pelco_d(uint8_t addr, uint16_t word, uint8_t d1, uint8_t d2) {
+    Bytes b{0xFF, addr, uint8_t(word >> 8), uint8_t(word), d1, d2};
+    b.push_back(uint8_t(b[1] + b[2] + b[3] + b[4] + b[5]));
+    return b;
+}
+// Pelco-P: A0, address (camera 1 is 0), command word, data 1, data 2, AF, XOR of bytes 0..6.
+Bytes pelco_p(uint8_t addr, uint16_t word, uint8_t d1, uint8_t d2) {
+    Bytes b{0xA0, addr, uint8_t(word >> 8), uint8_t(word), d1, d2, 0xAF};
+    b.push_back(uint8_t(b[0] ^ b[1] ^ b[2] ^ b[3] ^ b[4] ^ b[5] ^ b[6]));
+    return b;
+}
+
+// A line that two controllers share, one speaking Pelco-D and one Pelco-P,
+// with noise, a corrupted frame and a frame cut short: auto mode finds both
+// protocols and names every piece in order.
+TEST_F(ToolsTest, MonitorDecodesARecordedMixedLineWithAutoDetection) {
+    Bytes bad = pelco_d(1, 0x0004, 0x20, 0);
+    bad.back() ^= 1;
+    const std::vector<std::pair<Bytes, std::string>> pieces = {
+        {{0x00, 0x13}, "pelco-d    ?        ?? noise"},
+        {pelco_d(1, 0x0004, 0x20, 0), "pelco-d    addr 1   pan left 32"},
+        {pelco_p(0, 0x0004, 0x20, 0), "pelco-p    addr 1   pan left 32"},
+        {pelco_d(2, 0x0007, 0, 3), "pelco-d    addr 2   go to preset 3"},
+        {{0x55}, "?? noise"},
+        {pelco_p(4, 0x0003, 0, 9), "pelco-p    addr 5   set preset 9"},
+        {bad, "pelco-d    ?        ?? bad checksum"},
+        {pelco_d(1, 0, 0, 0), "pelco-d    addr 1   stop"},
+        {{0xFF, 0x01, 0x00}, "?? truncated"},
+    };
+    Bytes stream;
+    for (const auto& [bytes, _] : pieces) stream.insert(stream.end(), bytes.begin(), bytes.end());
+    std::ofstream(dir_ / "line.bin", std::ios::binary)
+        .write(reinterpret_cast<const char*>(stream.data()), stream.size());
+    const Result res =
+        run({PTZCAM_PATH, "monitor", "--file", (dir_ / "line.bin").string()}, dir_ / "mon.txt");
+    EXPECT_EQ(res.status, 0);
+    std::istringstream lines(res.out);
+    std::string line;
+    std::getline(lines, line);
+    EXPECT_EQ(line.rfind("auto: pelco-d (3 checked frames)", 0), 0u) << line;
+    for (const auto& [bytes, says] : pieces) {
+        ASSERT_TRUE(std::getline(lines, line)) << says;
+        EXPECT_NE(line.find(says), std::string::npos) << line;
+        EXPECT_NE(line.find("[" + hex(bytes) + "]"), std::string::npos) << line;
+    }
+    EXPECT_FALSE(std::getline(lines, line)) << line;
+}
+
+// On a live line the monitor only listens: what it reads is decoded, and not
+// one byte goes back towards the line.
+TEST_F(ToolsTest, MonitorOnADeviceNeverWrites) {
+    const int bus = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(grantpt(bus) | unlockpt(bus), 0);
+    children_.push_back(
+        spawn({PTZCAM_PATH, "monitor", "--device", ptsname(bus), "--protocol", "pelco-d"}, dir_ / "mon.txt"));
+    usleep(200000);
+    const Bytes frames = [] {
+        Bytes a = pelco_d(3, 0x0008, 0, 0x10), b = pelco_d(3, 0, 0, 0);
+        a.insert(a.end(), b.begin(), b.end());
+        return a;
+    }();
+    ASSERT_EQ(write(bus, frames.data(), frames.size()), static_cast<ssize_t>(frames.size()));
+    EXPECT_TRUE(eventually([&] {
+        return slurp(dir_ / "mon.txt").find("addr 3   stop") != std::string::npos;
+    })) << slurp(dir_ / "mon.txt");
+    EXPECT_NE(slurp(dir_ / "mon.txt").find("addr 3   tilt up 16"), std::string::npos)
+        << slurp(dir_ / "mon.txt");
+    pollfd p{bus, POLLIN, 0};
+    EXPECT_EQ(poll(&p, 1, 200), 0) << "the monitor wrote to the line";
+    close(bus);
 }
 
 // A board with one Pelco-D dome (address 1, 9600 8N1) on RS-485 port 2 for

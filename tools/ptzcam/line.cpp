@@ -14,7 +14,11 @@ constexpr size_t kLongestFrame = 512;
 
 bool LineReader::next(Cut& out, bool flush) {
     if (buf_.empty() || protos_.empty()) return false;
-    Frame first;
+    // When nobody decodes a frame here, the failure to show: the first
+    // protocol that sees a frame start here (a bad checksum, say), else noise
+    // up to the nearest place where any of them might start one.
+    Frame failure;
+    const Protocol* by = nullptr;
     bool waiting = false;
     for (const Protocol* p : protos_) {
         Frame f = p->decode(buf_.data(), buf_.size());
@@ -24,15 +28,21 @@ bool LineReader::next(Cut& out, bool flush) {
             buf_.erase(buf_.begin(), buf_.begin() + static_cast<long>(out.bytes.size()));
             return true;
         }
-        if (f.status == Status::need_more) waiting = true;
-        if (p == protos_.front()) first = f;
+        if (f.status == Status::need_more) {
+            waiting = true;
+        } else if (by == nullptr || (failure.status == Status::noise &&
+                                     (f.status != Status::noise || f.length < failure.length))) {
+            failure = f, by = p;
+        }
     }
     if (waiting && !flush && buf_.size() < kLongestFrame) return false;
-    // Nobody decodes a frame here: report what the preferred protocol saw.
-    out.proto = protos_.front();
-    out.frame = first;
+    out.proto = by != nullptr ? by : protos_.front();
+    out.frame = failure;
+    Frame& first = out.frame;
     size_t n = first.length;
-    if (first.status == Status::need_more) {
+    // A frame start that never completed, rather than noise to the end.
+    if (by == nullptr || (waiting && first.status == Status::noise && n >= buf_.size())) {
+        out.proto = protos_.front();
         out.frame.status = Status::truncated;
         std::snprintf(out.frame.reason, sizeof out.frame.reason, "truncated");
         n = buf_.size();
@@ -46,11 +56,24 @@ bool LineReader::next(Cut& out, bool flush) {
     return true;
 }
 
+// Whether the frame carries a check: some one-byte change of it makes the
+// protocol's decoder call it a bad checksum. A protocol without one decodes
+// frames out of any bytes, so only checked frames say which protocol a line
+// speaks.
+bool checked(const Protocol& proto, Bytes frame) {
+    for (size_t i = frame.size(); i-- > 0;) {
+        frame[i] ^= 0x01;
+        if (proto.decode(frame.data(), frame.size()).status == Status::bad_checksum) return true;
+        frame[i] ^= 0x01;
+    }
+    return false;
+}
+
 int score(const Protocol& proto, const Bytes& stream) {
     LineReader r({&proto});
     r.feed(stream.data(), stream.size());
     int frames = 0;
-    for (Cut c; r.next(c, true);) frames += c.frame.status == Status::ok;
+    for (Cut c; r.next(c, true);) frames += c.frame.status == Status::ok && checked(proto, c.bytes);
     return frames;
 }
 

@@ -40,6 +40,7 @@ private:
 };
 
 // How many checksummed frames of `proto` the bytes hold, read with it alone.
+bool checked(const Protocol& proto, Bytes frame);
 int score(const Protocol& proto, const Bytes& stream);
 
 // The serial protocols ranked by score over `stream`, best first; only those

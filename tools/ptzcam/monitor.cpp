@@ -80,7 +80,9 @@ void listen(int fd, int ms, Bytes& out) {
 
 void say_choice(const std::vector<const Protocol*>& ranked, const Bytes& sample, unsigned baud) {
     std::printf("auto:");
-    for (const Protocol* p : ranked) std::printf(" %s (%d frames)", p->name, score(*p, sample));
+    for (size_t i = 0; i < ranked.size() && i < 4; ++i)
+        std::printf(" %s (%d checked frames)", ranked[i]->name, score(*ranked[i], sample));
+    if (ranked.size() > 4) std::printf(" and %zu more", ranked.size() - 4);
     if (baud != 0) std::printf(" at %u baud", baud);
     std::printf("\n");
     std::fflush(stdout);
