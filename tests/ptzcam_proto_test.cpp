@@ -271,7 +271,7 @@ TEST(PtzcamProto, SerialProtocolGoldens) {
         {"spd", spdf(1, 0x0100, 0, 0, 0x40), F, 1, 0, 0, -1, "focus near 64"},
         {"spd", spdf(1, 0x0045, 1, 0xFF, 0xFF), O, 1, 0, 0, 0, "autofocus on or off"},
         {"spd-variant", spdf(1, 0x0002, 1, 1, 0x11), M, 1, 1, 0, 0, "pan right 1"},
-        {"spd-variant", spdf(1, 0x0021, 2, 0, 0xFF), O, 1, 0, 0, 3, "run sequence 3"},
+        {"spd-variant", spdf(1, 0x0021, 2, 0, 0xFF), O, 1, 0, 0, 2, "run sequence 2"},
         {"spd-variant", spdf(1, 0x8001, 0x20, 1, 0xFF), O, 1, 0, 0, 0x20, "digital zoom on (aux low byte 32)"},
         // ScanDome: speed nibbles centred on 8; presets as two nibbles
         {"scandome", sum_all({0xA5, 1, 0x10, 0x0D, 0xA8, 0x55}), M, 1, 2, 0, 0, "pan right 2"},

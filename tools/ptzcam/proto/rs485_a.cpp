@@ -268,7 +268,9 @@ Frame vcc4(const uint8_t* p, size_t n) {
             break;
         case 0x89:
         case 0x8A:
-            if (dn == 1) return numbered(f, c == 0x89 ? Kind::set_preset : Kind::goto_preset, d[0] - '0'), f;
+            // The preset travels as the character '0' + n, modulo 256.
+            if (dn == 1)
+                return numbered(f, c == 0x89 ? Kind::set_preset : Kind::goto_preset, uint8_t(d[0] - '0')), f;
             break;
         case 0xA1:
             if (one('1')) return say(f, "focus manual"), kind(f, Kind::other), f;

@@ -67,7 +67,7 @@ Frame spd_common(const uint8_t* p, size_t n, bool variant) {
         default: break;
     }
     if (variant) {
-        if (c == 0x0021) return f.value = d1 + 1, say(f, "run sequence %u", d1 + 1), kind(f, Kind::other), f;
+        if (c == 0x0021) return f.value = d1, say(f, "run sequence %u", d1), kind(f, Kind::other), f;
         if (c == 0x8001)
             return f.value = d1, say(f, "digital zoom %s (aux low byte %u)", d2 ? "on" : "off", d1),
                    kind(f, Kind::other), f;
