@@ -145,6 +145,19 @@ inline size_t junk(const uint8_t* p, size_t n, Pred is_start) {
 }
 inline Frame noise(size_t length) { return fail(Status::noise, length, "noise"); }
 
+// Frames with a start byte, a fixed length, an optional fixed end mark and a checksum: the common hunt,
+// wait, mark and check. An ok result still needs its address, code and meaning.
+template <class Check>
+Frame framed(const uint8_t* p, size_t n, uint8_t start, size_t len, Check check, size_t mark_at = 0,
+             uint8_t mark = 0) {
+    if (n == 0) return need_more();
+    if (size_t skip = junk(p, n, [start](uint8_t b) { return b == start; })) return noise(skip);
+    if (n < len) return need_more();
+    if (mark_at && p[mark_at] != mark) return noise(1);
+    if (!check(p)) return bad_checksum(len);
+    return good(len, -1, 0);
+}
+
 // Answers.
 inline Answer answer_of(std::initializer_list<uint8_t> bytes) {
     Answer a;

@@ -59,13 +59,12 @@ bool bits(Frame& f, unsigned w, unsigned known, const Bit (&table)[N], int pspee
 namespace family {
 
 Frame pelco_p(const uint8_t* p, size_t n) {
-    if (n == 0) return need_more();
-    if (size_t skip = junk(p, n, [](uint8_t b) { return b == 0xA0; })) return noise(skip);
-    if (n < 8) return need_more();
-    if (p[6] != 0xAF) return noise(1);
-    if (xor_of(p, 0, 6) != p[7]) return bad_checksum(8);
+    Frame f = framed(
+        p, n, 0xA0, 8, [](const uint8_t* b) { return xor_of(b, 0, 6) == b[7]; }, 6, 0xAF);
+    if (f.status != Status::ok) return f;
     const unsigned w = (p[2] & 0x7F) << 8 | (p[3] & 0x7F);
-    Frame f = good(8, (p[1] & 0x1F) + 1, w);
+    f.address = (p[1] & 0x1F) + 1;
+    f.code = w;
     switch (w) {
         case 0x03: numbered(f, Kind::set_preset, p[5]); return f;
         case 0x05: numbered(f, Kind::clear_preset, p[5]); return f;

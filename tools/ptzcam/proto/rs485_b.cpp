@@ -31,16 +31,6 @@ constexpr Letter kLetters[] = {
     {'D', 0, -1, 7}, {'U', 0, 1, 7},   {0, 0, 0, 7},   {'W', 0, 0, 6},  {'T', 0, 0, 6},  {'N', 0, 0, 6},
     {'F', 0, 0, 6},  {'c', 0, 0, 6},   {'s', 0, 0, 6}, {'X', 0, 0, 5},  {'K', 0, 0, 5},  {'G', 0, 0, 5}};
 
-// Frames with a start byte, a fixed length and a checksum: the common hunt, length and check.
-template <class Check>
-Frame framed(const uint8_t* p, size_t n, uint8_t start, size_t len, Check ok) {
-    if (n == 0) return need_more();
-    if (size_t skip = junk(p, n, [start](uint8_t b) { return b == start; })) return noise(skip);
-    if (n < len) return need_more();
-    if (!ok(p)) return bad_checksum(len);
-    return good(len, -1, 0);
-}
-
 Frame spd_frame(const uint8_t* p, size_t n) {
     Frame f = framed(p, n, 0xA0, 11, [](const uint8_t* b) { return uint8_t(~sum(b, 1, 8)) == b[10]; });
     if (f.status != Status::ok) return f;
@@ -227,9 +217,9 @@ Frame adi(const uint8_t* p, size_t n) {
 }
 
 Frame stx(const uint8_t* p, size_t n) {
-    Frame f = framed(p, n, 0x02, 6, [](const uint8_t* b) { return (sum(b, 0, 4) & 0x7F) == b[5]; });
+    Frame f = framed(
+        p, n, 0x02, 6, [](const uint8_t* b) { return (sum(b, 0, 4) & 0x7F) == b[5]; }, 4, 0x03);
     if (f.status != Status::ok) return f;
-    if (p[4] != 0x03) return noise(1);
     f.address = p[1];
     f.code = p[2];
     const int s = p[3] == '1' ? 1 : 0;
@@ -317,9 +307,9 @@ Frame letter(const uint8_t* p, size_t n) {
 
 // ScanDome and scandome2 (`two`): the same frame, a few commands of their own.
 Frame scandome_common(const uint8_t* p, size_t n, bool two) {
-    Frame f = framed(p, n, 0xA5, 7, [](const uint8_t* b) { return sum(b, 0, 5) == b[6]; });
+    Frame f = framed(
+        p, n, 0xA5, 7, [](const uint8_t* b) { return sum(b, 0, 5) == b[6]; }, 5, 0x55);
     if (f.status != Status::ok) return f;
-    if (p[5] != 0x55) return noise(1);
     f.address = p[1];
     const unsigned c = p[2], d1 = p[3], d2 = p[4];
     f.code = c << 16 | d1 << 8 | d2;

@@ -188,13 +188,12 @@ const char* const kHuntNames[] = {"",           "tilt up",   "tilt down", "pan l
 
 // The PTC controllers' motion frame (MA) and the PTC203's autofocus frame (AF).
 Frame ptc(const uint8_t* p, size_t n) {
-    if (n == 0) return need_more();
-    if (size_t skip = junk(p, n, [](uint8_t b) { return b == 0x02; })) return noise(skip);
-    if (n < 16) return need_more();
-    if (p[15] != 0x04) return noise(1);
-    if (sum(p, 1, 13) != p[14]) return bad_checksum(16);
+    Frame f = framed(
+        p, n, 0x02, 16, [](const uint8_t* b) { return sum(b, 1, 13) == b[14]; }, 15, 0x04);
+    if (f.status != Status::ok) return f;
     const uint8_t* d = p + 4;
-    Frame f = good(16, p[1], uint32_t(p[2]) << 8 | p[3]);
+    f.address = p[1];
+    f.code = uint32_t(p[2]) << 8 | p[3];
     if (p[2] == 'A' && p[3] == 'F') return say(f, "auto focus 0x%02x", d[0]), kind(f, Kind::other), f;
     if (p[2] != 'M' || p[3] != 'A')
         return fail(Status::unknown_command, 16, "unknown command %c%c", p[2], p[3]);
