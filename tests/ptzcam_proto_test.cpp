@@ -264,6 +264,12 @@ TEST(PtzcamProto, SerialProtocolGoldens) {
         {"f2e", f2ef({0x28}), AN, 1, 0, 0, 602, "aux 602 on"},
         {"f2e", f2ef({0x18, 0x02, 0x00}), AN, 1, 0, 0, 703, "aux 703 on"},
         {"f2e", f2ef({0x5A, 0x01, 0x02}), O, 1, 0, 0, 0, "WKC keyboard command 0x5a 0x01 0x02"},
+        // the camera's side: the position reply and the command replies
+        {"ez", {0xC5, 0x70, 0x79, 0, 0, 0x0F, 0xA0, 0}, O, -1, 0, 0, 0, "position reply pan 900 tilt 0 zoom 4000"},
+        {"ez", {0x5E, 0x10, 0x01, 0, 0, 0, 0, 0x6F ^ 0xA5}, O, 1, 0, 0, 0, "command reply"},
+        {"ez", {0x5E, 0x10, 0x01, 0x6F}, O, 1, 0, 0, 0, "set position reply"},
+        {"f2e", {0xCC, 0x50, 0x01, 0x1D}, O, 1, 0, 0, 0, "command reply"},
+        {"vcc4", {0xFE, 0x30, 0x31, 0, 0, 0xEF}, O, 1, 0, 0, 0, "answer 0x00"},
         // SPD and its variant: presets travel less one
         {"spd", spdf(1, 0x0002, 0x3F, 0, 0), M, 1, 0x3F, 0, 0, "pan right 63"},
         {"spd", spdf(1, 0x0007, 0, 0xFF, 0xFF), GP, 1, 0, 0, 1, "go to preset 1, sent as 0"},

@@ -225,7 +225,13 @@ Frame autodome(const uint8_t* p, size_t n) {
 
 Frame vcc4(const uint8_t* p, size_t n) {
     if (n == 0) return need_more();
-    if (size_t skip = junk(p, n, [](uint8_t b) { return b == 0xFF; })) return noise(skip);
+    if (size_t skip = junk(p, n, [](uint8_t b) { return b == 0xFF || b == 0xFE; })) return noise(skip);
+    if (p[0] == 0xFE) {  // the camera's answer, as ptzcam's cameras give it
+        if (n < 6) return need_more();
+        if (p[1] != 0x30 || p[3] != 0 || p[5] != 0xEF) return noise(1);
+        Frame f = good(6, p[2] & 0xCF, 0xFE);
+        return say(f, "answer 0x%02x", p[4]), kind(f, Kind::other), f;
+    }
     for (size_t i = 1; i < 4 && i < n; ++i)
         if ((i == 1 && p[i] != 0x30) || (i == 2 && (p[i] & 0x30) != 0x30) || (i == 3 && p[i] != 0))
             return noise(1);

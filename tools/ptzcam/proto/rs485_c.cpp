@@ -76,14 +76,38 @@ bool ez_check(const EzDialect& d, const uint8_t* p, size_t len) {
 
 int ez_tenths(unsigned raw, double k) { return static_cast<int>(std::trunc(raw / k + 0.5)); }
 
+// The camera's side, for the monitor: the position reply (C5, pan, tilt, zoom, a spare byte; no checksum)
+// and the command replies of ptzcam's own cameras (see ez_answer below).
+Frame ez_position_reply(const uint8_t* p, size_t n) {
+    if (n < 8) return need_more();
+    Frame f = good(8, -1, 0xC5);
+    say(f, "position reply pan %d tilt %d zoom %u", 3599 - ez_tenths(be16(p + 1), 10.668),
+        ez_tenths(be16(p + 3), 10.67), be16(p + 5));
+    kind(f, Kind::other);
+    return f;
+}
+Frame ez_reply(bool ez, int address, const uint8_t* p, size_t n) {
+    const size_t len = ez && p[3] == 0 ? 8 : 4;
+    if (n < len) return need_more();
+    const unsigned s = sum(p, 0, len - 2);
+    if ((len == 8 ? s ^ 0xA5 : s) != p[len - 1]) return bad_checksum(len);
+    Frame f = good(len, address, p[0]);
+    say(f, "%s", len == 8 || !ez ? "command reply" : "set position reply");
+    kind(f, Kind::other);
+    return f;
+}
+
 Frame ez_common(const EzDialect& d, const uint8_t* p, size_t n) {
     if (n == 0) return need_more();
     const bool ez = d.start == 0xE5;
-    auto starts = [&](uint8_t b) { return b == d.start || b == 0xAA || (ez && b == 0x5E); };
+    auto starts = [&](uint8_t b) { return b == d.start || b == 0xAA || b == 0x5E || b == 0xC5 || b == 0xCC; };
     if (size_t skip = junk(p, n, starts)) return noise(skip);
+    if (p[0] == 0xC5) return ez_position_reply(p, n);
     if (n >= 2 && (p[1] & 0xF0) != d.addr_bits) return noise(1);
     if (n < 4) return need_more();
     const int address = (p[1] & 0x0F) << 8 | p[2];
+    if (p[0] == (ez ? 0xCC : 0x5E)) return noise(1);
+    if ((p[0] == 0xCC || p[0] == 0x5E) && p[3] != d.pos_mark) return ez_reply(ez, address, p, n);
     if (p[0] != d.start) {  // set position
         if (p[3] != d.pos_mark) return noise(1);
         if (n < 11) return need_more();
