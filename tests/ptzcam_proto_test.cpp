@@ -203,11 +203,13 @@ TEST(PtzcamProto, SerialProtocolGoldens) {
         {"panasonic", pana("01;GC7:9034102"), F, 1, 0, 0, 1, "focus far 2"},
         {"panasonic", pana("01;GCF:2021400:2022000"), GP, 1, 0, 0, 1, "go to preset 1"},
         {"panasonic", pana("01;GCF:00219F0:0022680"), SP, 1, 0, 0, 5, "set preset 5"},
+        {"panasonic", pana("01;GCF:00219F0:00222B0"), SP, 1, 0, 0, 200, "set preset 200"},
         {"panasonic", pana("01;RON:7"), O, 1, 0, 0, 0, "power on"},
         // AutoDome: address bits 8..15, then (address - 1); pan speed 0x20 is masked to 0
         {"autodome", {0x86, 0, 0, 0x07, 0x04, 0x03, 0x14}, SP, 1, 0, 0, 3, "set preset 3"},
         {"autodome", sum7f({0x86, 0, 0, 0x07, 0x02, 0x05}), AF, 1, 0, 0, 5, "aux 5 off"},
         {"autodome", sum7f({0x86, 0, 0, 0x07, 0x01, 0x2E}), MN, 1, 0, 0, 0, "menu (same value as aux 46 on)"},
+        {"autodome", sum7f({0x86, 0, 0, 0x07, 0x03, 0xF6}), O, 1, 0, 0, 0x3F6, "aux value 0x03f6"},
         {"autodome", sum7f({0x87, 0, 0, 0x05, 0x20, 0x00, 0x01}), M, 1, 0, 0, 0, "pan right 0"},
         {"autodome", sum7f({0x87, 1, 0xFF, 0x05, 0x05, 0x50, 0x0A}), M, 256, -10, 5, 0, "pan left 10, tilt up 5"},
         {"autodome", sum7f({0x86, 0, 4, 0x02, 0x18, 0x00}), M, 5, -1, 1, 0, "pan left, tilt up"},

@@ -9,7 +9,8 @@
 // zoom stop frame, and zoom tele at nibble 8 is the pan/tilt stop frame; both read as the stop.
 // AutoDome: 0x80 + following bytes, address bits 8..15, (address - 1) low byte, type, ..., 7-bit sum.
 // The variable-speed word loses bit 7 and bit 15 in its two 7-bit bytes; pan speeds of 16 and more read
-// 16 lower. Aux 46 on and the menu share a value, aux 1025 and 1026 read as set preset 101 and 102.
+// 16 lower. Aux 46 on and the menu share a value, aux 1025 and 1026 read as set preset 101 and 102, and aux
+// codes above 255 (OR-ed with the on or off bit) are given as their value; those from 1024 read as presets.
 // VC-C4: FF 30 device 00 command data... EF; the device character is address OR 0x30, so addresses that
 // differ only in bits 4 and 5 are one device on the line.
 // Vicon: a two-byte header (0x80 | address >> 4, address low nibble | frame type) and the frame body.
@@ -177,7 +178,9 @@ Frame panasonic(const uint8_t* p, size_t n) {
         if (hi >= 0 && lo >= 0 && c[14] == '0') {
             const int v = hi * 16 + lo;
             if (c.substr(0, 12) == "2021400:2022") return numbered(f, Kind::goto_preset, v + 1), f;
-            if (c.substr(0, 12) == "00219F0:0022") return numbered(f, Kind::set_preset, v - 99), f;
+            // n + 99 in two digits: presets above 156 keep only the low byte.
+            if (c.substr(0, 12) == "00219F0:0022")
+                return numbered(f, Kind::set_preset, (v + 256 - 99) % 256), f;
         }
         return fail(Status::unknown_command, len, "unknown command GCF:%.8s", c.data());
     }
@@ -218,7 +221,11 @@ Frame autodome(const uint8_t* p, size_t n) {
         case 0x04: numbered(f, Kind::set_preset, v & 0xFF); break;
         case 0x01: numbered(f, Kind::aux_on, v & 0xFF); break;
         case 0x02: numbered(f, Kind::aux_off, v & 0xFF); break;
-        default: return unknown(len, v);
+        default:  // aux codes 256..1024 OR-ed with the on (0x0100) or off (0x0200) bit: not one reading
+            f.value = static_cast<int>(v);
+            say(f, "aux value 0x%04x", v);
+            kind(f, Kind::other);
+            break;
     }
     return f;
 }
