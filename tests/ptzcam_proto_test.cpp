@@ -32,6 +32,11 @@ Bytes ext(uint8_t a, uint8_t cmd, Bytes data = Bytes(6)) {  // 11-byte FF frame:
     b.push_back(add(b, 1, 9));
     return b;
 }
+Bytes status(Bytes b, uint8_t v) {  // a reply's status byte (byte 2), checksum kept right
+    b.back() = uint8_t(b.back() - b[2] + v);
+    b[2] = v;
+    return b;
+}
 Bytes with(Bytes b, size_t at, uint8_t v) {
     b[at] = v;
     return b;
@@ -171,6 +176,8 @@ TEST(PtzcamProto, PelcoFamilyGoldens) {
         {"inos-v900", ext(1, 0xA1, {0, 0, 0x01, 0x2C, 0, 0}), O, 1, 0, 0, 0, "setting 0xa1 -300"},
         {"inos-v900", ext(1, 0xB1, {0, 0, 0x00, 0x14, 0, 0}), O, 1, 0, 0, 0, "setting 0xb1 20"},
         {"inos-v900", ext(1, 0xAB, {0, 0, 0x00, 0xFA, 0, 0}), O, 1, 0, 0, 0, "temperature reply -250"},
+        {"inos-v900", status(ext(1, 0x9B, {0, 0x12, 3, 4, 0, 0}), 0x80), O, 1, 0, 0, 0,
+         "status reply sensor 0x12 switches 0x0304"},
         {"inos", pd(1, 0, 0x10, 0, 0x30), M, 1, 0, -0x30, 0, "tilt down 48"},
         {"smartfarm", pd(1, 0, 0x0C, 0x10, 0x10), M, 1, -16, 16, 0, "pan left 16, tilt up 16"},
     };

@@ -213,7 +213,10 @@ Frame extended_frame(Dialect d, const uint8_t* p) {
 Frame decode_ff(Dialect d, const uint8_t* p, size_t n) {
     if (n == 0) return need_more();
     if (size_t skip = junk(p, n, [](uint8_t b) { return b == 0xFF; })) return noise(skip);
-    const size_t len = n >= 4 && p[2] == 0 && is_extended(d, p[3]) ? 11 : 7;
+    // Requests carry 00 in byte 2; a reply carries the device's status byte there.
+    const bool reply = n >= 4 && (p[3] == 0x9B || p[3] == 0xAB || p[3] == 0xBB || p[3] == 0xE1 ||
+                                  p[3] == 0xE3 || p[3] == 0x8B);
+    const size_t len = n >= 4 && (p[2] == 0 || reply) && is_extended(d, p[3]) ? 11 : 7;
     if (n < len) return need_more();
     if (sum(p, 1, len - 2) != p[len - 1]) return bad_checksum(len);
     if (len == 11) return extended_frame(d, p);

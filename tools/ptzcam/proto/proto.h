@@ -8,8 +8,17 @@
 //    that the device's status, sensor and version replies report.
 //  - UpgradeStream follows a camera firmware transfer (handshake frames, 1024-byte image blocks, trailer),
 //    which a stateless decode cannot: the image length comes from the handshake. Feed it the bytes of a
-//    C1080B line while an upgrade runs.
+//    C1080B line; between transfers it decodes them as the C1080B protocol.
 //  - answer() answers only frames whose address equals `address` (or frames that carry no address).
+//  - Coax decoders take one transmit record: a record shorter than its frame is `truncated`, not
+//    `need_more`. A bad checksum or an unknown command covers the whole frame.
+//  - Where they are told apart from commands, decoders also name the camera's replies (Pelco-D position
+//    replies, C1080PT and INOS-V900 replies, EZ/F2E and VC-C4 answers) as Kind::other.
+//  - `meaning` uses one vocabulary for every protocol: "pan left 32", "tilt up 16" (no number when the
+//    frame carries no speed), "stop", "zoom tele 3", "zoom wide", "focus far", "focus near 2",
+//    "iris open", "iris close", "go to preset 5", "set preset 5", "clear preset 5", "aux 3 on",
+//    "aux 3 off", "set position pan 9000 tilt 1500 zoom 4000", "query position", "menu",
+//    "menu enter", "menu escape"; clauses of one frame are joined with ", ".
 #pragma once
 
 #include <cstddef>
