@@ -1,4 +1,4 @@
-// The ptzcam protocol library: golden frames written from each protocol's description, its failures, the
+// The ptzcam protocol library: golden frames from each protocol's own rules, its failures, the
 // cameras' answers and a garbage sweep. Built only into its own test program (see tools/ptzcam/proto).
 #ifdef PTZCAM_PROTO_TESTS
 #include <gtest/gtest.h>
