@@ -106,19 +106,25 @@ struct Command {
     Bytes (*build)(const Args& a);
 };
 
-bool flag(const Args& a, size_t from, std::string_view name) {
-    for (size_t i = from; i < a.size(); ++i) {
-        if (a[i] == name) return true;
-        fail("unexpected argument '%.*s' (expected %.*s)", int(a[i].size()), a[i].data(), int(name.size()),
-             name.data());
-    }
-    return false;
+// Takes every `name` out of the arguments (options may stand anywhere after
+// the command); whether there was one.
+bool take(Args& a, std::string_view name) {
+    const size_t before = a.size();
+    std::erase(a, name);
+    return a.size() != before;
 }
 
-Bytes move(const Args& a, bool raw) {
+// What is left must be exactly the positional arguments.
+void positional(const Args& a, size_t lo, size_t hi, const char* synopsis) {
+    for (const std::string_view s : a)
+        if (s.starts_with("--")) fail("unexpected option '%.*s' (%s)", int(s.size()), s.data(), synopsis);
+    if (a.size() < lo || a.size() > hi) fail("expected %s", synopsis);
+}
+
+Bytes move(Args a, bool raw) {
     Datagram d;
-    const bool cont = a.size() > 3 && a[3] == "--cont";
-    const bool stop = flag(a, cont ? 4 : 3, "--stop");
+    const bool cont = take(a, "--cont"), stop = take(a, "--stop");
+    positional(a, 3, 3, raw ? "CH X Y [--cont] [--stop]" : "CH PAN TILT [--cont] [--stop]");
     d.header(cont ? ptz::msg::move_cont : ptz::msg::move, a[0]);
     ptz::wr16(d.at(ptz::off::action), ptz::act::pan_tilt);
     if (raw) {
@@ -135,20 +141,20 @@ Bytes move(const Args& a, bool raw) {
 
 // zoom/focus/iris: a direction word and a speed 0..11 (the driver's
 // abs(x - 0x40) / 16), or the raw x byte.
-Bytes lens(const Args& a, uint16_t action, std::string_view up, std::string_view down) {
+Bytes lens(Args a, uint16_t action, std::string_view up, std::string_view down) {
     Datagram d;
+    d.b[ptz::off::stop_after_action] = take(a, "--stop");
+    positional(a, 2, 3, "CH DIRECTION [SPEED] [--stop] or CH X [--stop]");
     d.header(ptz::msg::move, a[0]);
     ptz::wr16(d.at(ptz::off::action), action);
     const std::string_view dir = a[1];
     if (dir == up || dir == down) {
         // x <= 0x40 is the low side, so the low side reaches speed 4 at most.
-        const long long s =
-            a.size() > 2 && a[2] != "--stop" ? number("speed", a[2], 0, dir == up ? 11 : 4) : 1;
+        const long long s = a.size() > 2 ? number("speed", a[2], 0, dir == up ? 11 : 4) : 1;
         d.b[ptz::off::x] = static_cast<uint8_t>(dir == up ? 0x40 + 16 * s : 0x40 - 16 * s);
-        d.b[ptz::off::stop_after_action] = flag(a, a.size() > 2 && a[2] != "--stop" ? 3 : 2, "--stop");
     } else {
+        positional(a, 2, 2, "CH X [--stop]");
         d.b[ptz::off::x] = static_cast<uint8_t>(number("x", dir, 0, 0xFF));
-        d.b[ptz::off::stop_after_action] = flag(a, 2, "--stop");
     }
     d.b[ptz::off::y] = 0x40;
     return d.done();
@@ -261,9 +267,11 @@ namespace zbox {
 constexpr size_t left = 10, top = 12, width = 14, height = 16, zoom_out = 18;
 }
 
-Bytes zoombox(const Args& a) {
+Bytes zoombox(const Args& in) {
     Datagram d;
-    const bool out = flag(a, 5, "--out");
+    Args a = in;
+    const bool out = take(a, "--out");
+    positional(a, 5, 5, "CH X Y W H [--out]");
     d.header(ptz::msg::zoom_box, a[0]);
     const long long x = number("box left", a[1], 0, kPictureW - 1);
     const long long y = number("box top", a[2], 0, kPictureH - 1);

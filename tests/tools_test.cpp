@@ -121,7 +121,7 @@ TEST_F(ToolsTest, PtzctlSendsEachMessageByteForByte) {
     } rows[] = {
         {{"move", "0", "-32", "16"},
          "11 e0 00 00 14 00 00 00 00 00 00 00 20 50 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
-        {{"move", "5", "63", "-64", "--cont", "--stop"},
+        {{"move", "5", "--stop", "63", "-64", "--cont"},
          "12 e0 00 00 14 00 00 00 05 00 00 00 7f 00 01 00 00 00 00 00 00 00 00 00 00 00 00 00"},
         {{"move-raw", "1", "0x3e", "0xff"},
          "11 e0 00 00 14 00 00 00 01 00 00 00 3e ff 00 00 00 00 00 00 00 00 00 00 00 00 00 00"},
@@ -205,7 +205,7 @@ TEST_F(ToolsTest, PtzctlRefusesBadArgumentsWithoutSending) {
         {{"move", "0", "64", "0"}, "pan speed 64 out of range -64..63"},
         {{"move", "0", "0", "-65"}, "tilt speed -65 out of range -64..63"},
         {{"move-raw", "0", "256", "0"}, "x 256 out of range 0..255"},
-        {{"move", "0", "1", "2", "--sotp"}, "unexpected argument '--sotp'"},
+        {{"move", "0", "1", "2", "--sotp"}, "unexpected option '--sotp'"},
         {{"stop", "64"}, "channel 64 out of range 0..63"},
         {{"stop", "-1"}, "channel -1 out of range 0..63"},
         {{"stop", "1x"}, "channel '1x' is not a number"},
