@@ -331,7 +331,8 @@ TEST_F(ToolsTest, MonitorOnADeviceNeverWrites) {
     ASSERT_EQ(grantpt(bus) | unlockpt(bus), 0);
     children_.push_back(
         spawn({PTZCAM_PATH, "monitor", "--device", ptsname(bus), "--protocol", "pelco-d"}, dir_ / "mon.txt"));
-    usleep(200000);
+    // Written before the monitor made its end raw, the bytes would echo back.
+    ASSERT_TRUE(eventually([&] { return slurp(dir_ / "mon.txt").find("read only") != std::string::npos; }));
     const Bytes frames = [] {
         Bytes a = pelco_d(3, 0x0008, 0, 0x10), b = pelco_d(3, 0, 0, 0);
         a.insert(a.end(), b.begin(), b.end());

@@ -151,7 +151,10 @@ int run_monitor_device(const Protocol* proto, const std::string& device, unsigne
         configure(fd, baud, list.front());
         say_choice(list, sample, baud);
     } else {
-        configure(fd, baud != 0 ? baud : proto->baud, proto);
+        baud = baud != 0 ? baud : proto->baud;
+        configure(fd, baud, proto);
+        std::printf("monitor: %s on %s at %u baud, read only\n", proto->name, device.c_str(), baud);
+        std::fflush(stdout);
     }
     LineReader r(list);
     r.feed(sample.data(), sample.size());
