@@ -1,6 +1,5 @@
 // The ptzcam protocol library: golden frames from each protocol's own rules, its failures, the
 // cameras' answers and a garbage sweep. Built only into its own test program (see tools/ptzcam/proto).
-#ifdef PTZCAM_PROTO_TESTS
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -556,4 +555,3 @@ TEST(PtzcamProto, UpgradeStream) {
 
 }  // namespace
 }  // namespace ptzcam
-#endif
