@@ -33,7 +33,7 @@ constexpr DriverEntry kDrivers[] = {
     {0x804, nullptr, LineArg::port},                   // scandome2 (HTX keyboard)
     {0x805, nullptr, LineArg::port},                   //
     {0x808, PTZAction_HIKC, LineArg::channel},         // HIK-C (coax)
-    {0x809, nullptr, LineArg::channel},                // HDA (coax)
+    {0x809, PTZAction_HDA, LineArg::channel},          // HDA (coax)
     {0x900, nullptr, LineArg::port},                   // INOS
     {0x901, nullptr, LineArg::port},                   // INOS-V900
     {0x1100, nullptr, LineArg::port},                  //
