@@ -186,6 +186,16 @@ TEST_F(CamUpgrade, Sigusr2StopsAtTheNextCheck) {
     }
 }
 
+TEST_F(CamUpgrade, ALineThatTakesNothingEndsTheBlocks) {
+    board.failing.insert("/dev/ttyS2");
+    const Bytes image = image_of(3000);
+    EXPECT_EQ(upgrade(request(3000, image)), 0);
+    const auto w = writes();
+    ASSERT_EQ(w.size(), 5u + 1u + 2u);
+    EXPECT_EQ(w[6], image);  // the final write: everything still left
+    EXPECT_TRUE(logged("[cam_upgrade]\t-1 written\n"));
+}
+
 TEST_F(CamUpgrade, SizeBeyondTheReceivedBytes) {
     // An earlier, longer datagram left its bytes in the receive buffer.
     Bytes earlier(3000);

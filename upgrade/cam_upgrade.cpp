@@ -6,7 +6,8 @@
 // SIGUSR2 then is noted and honoured before the first block); the final
 // partial write goes out even when nothing remains (a write of 0 bytes, still
 // followed by its 0.1 s); the line after it prints the fixed "0 : 1024"; the
-// image size is not checked against what the datagram carried.
+// image size is not checked against what the datagram carried; write errors
+// are not reported.
 #include "upgrade/cam_upgrade.h"
 
 #include <algorithm>
@@ -91,18 +92,21 @@ int cam_upgrade(Daemon& d, int port, uint8_t addr, int /*channel*/, uint32_t siz
     d.log("[cam_upgrade]\tchksum is %02xh\n", sum);
     if (stop_requested(d)) return -1;
 
-    // The position moves by what each write returned; a failed write (-1)
-    // steps back a byte, but never before the image's first byte.
+    // The position moves by what each write returned, a short write going
+    // on from where its count puts it. A write that moves nothing (the line
+    // is gone: -1, or 0) ends the blocks instead of repeating forever with
+    // the daemon held up; the final write and the trailer still follow.
     int64_t pos = 0;
     int64_t remaining = size;
     while (remaining >= kUpgradeBlock) {
         const long n = write_serial_block(d, port, image + pos, kUpgradeBlock, kBlockPauseUs);
-        pos = std::clamp<int64_t>(pos + n, 0, size);
+        if (n > 0) pos = std::min<int64_t>(pos + n, size);
         remaining = size - pos;
         const int percent = static_cast<int>(100 * pos / size);
         if (percent > 1) C1080B_upgrade_progress(d, percent);
         d.log("[cam_upgrade]\t%d written\n", static_cast<int>(n));
         if (stop_requested(d)) return -1;
+        if (n <= 0) break;
     }
     write_serial_block(d, port, image + pos, static_cast<int>(remaining), kBlockPauseUs);
     d.log("[cam_upgrade]\t%d : %d written\n", 0, kUpgradeBlock);
