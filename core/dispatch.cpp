@@ -17,7 +17,7 @@ constexpr DriverEntry kDrivers[] = {
     {0x200, PTZAction_AutoDome, LineArg::port},        // Philips AutoDome
     {0x201, PTZAction_AutoDome_Fixed, LineArg::port},  // Philips AutoDome, fixed speed
     {0x300, PTZAction_VCC4, LineArg::port},            // Canon VC-C4
-    {0x301, nullptr, LineArg::port},                   // C1080B
+    {0x301, PTZAction_C1080B, LineArg::port},          // C1080B
     {0x302, nullptr, LineArg::port},                   // C1080PT
     {0x303, nullptr, LineArg::port},                   // C1080PT WONWOO mode 2
     {0x304, nullptr, LineArg::port},                   // C1080PT WONWOO mode 1
@@ -33,7 +33,7 @@ constexpr DriverEntry kDrivers[] = {
     {0x804, nullptr, LineArg::port},                   // scandome2 (HTX keyboard)
     {0x805, nullptr, LineArg::port},                   //
     {0x808, PTZAction_HIKC, LineArg::channel},         // HIK-C (coax)
-    {0x809, nullptr, LineArg::channel},                // HDA (coax)
+    {0x809, PTZAction_HDA, LineArg::channel},          // HDA (coax)
     {0x900, nullptr, LineArg::port},                   // INOS
     {0x901, nullptr, LineArg::port},                   // INOS-V900
     {0x1100, nullptr, LineArg::port},                  //
@@ -56,8 +56,8 @@ constexpr DriverEntry kDrivers[] = {
     {0x2202, PTZAction_Vicon, LineArg::port},          // Vicon
     {0x2300, nullptr, LineArg::port},                  // F2E (WKC keyboard)
     {0x2301, nullptr, LineArg::port},                  // F2E (WKC keyboard)
-    {0x2302, nullptr, LineArg::port},                  // C1080B
-    {0x2303, nullptr, LineArg::port},                  // C1080B
+    {0x2302, PTZAction_C1080B, LineArg::port},         // C1080B
+    {0x2303, PTZAction_C1080B, LineArg::port},         // C1080B
 };
 
 constexpr bool sorted_by_model() {

@@ -40,8 +40,10 @@ std::string SimBoard::dev_of(int fd) const {
 bool SimBoard::is_serial(const std::string& dev) const { return dev.rfind("/dev/tty", 0) == 0; }
 
 void SimBoard::advance(int64_t us) {
-    deliver_signals_until(now_ + us);
-    now_ += us;
+    // A signal delivered inside the wait does not lengthen it.
+    const int64_t end = now_ + us;
+    deliver_signals_until(end);
+    now_ = end;
     while (!publications_.empty() && publications_.front().at <= now_) {
         config = std::move(publications_.front().data);
         publications_.pop_front();

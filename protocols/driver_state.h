@@ -19,6 +19,10 @@ struct DriverStates {
     PelcoDState pelcod_tvi;  // Pelco-D over TVI coax
     uint8_t hikc_last_code = 0;
     uint32_t vcc4_commands = 0;  // VC-C4: commands handled; the first one initialises
+    // C1080B: move speeds shared by every C1080B port, kept between moves.
+    uint8_t c1080b_pan_speed = 0;
+    uint8_t c1080b_tilt_speed = 0;
+    int32_t upgrade_progress = 0;  // camera firmware upgrade: last percentage logged
 };
 
 }  // namespace ptz

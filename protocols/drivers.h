@@ -21,4 +21,11 @@ void PTZAction_VCC4(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_Vicon(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_HIKC(Daemon& d, int channel, uint16_t addr, uint8_t* cmd);
 
+// HDA over coax, the C1080B family (with camera firmware upgrade), and the
+// PTC107 / PTC203 controllers, which no model_id selects yet.
+void PTZAction_HDA(Daemon& d, int channel, uint16_t addr, uint8_t* cmd);
+void PTZAction_C1080B(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTC107_PTZ(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTC203_PTZ(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+
 }  // namespace ptz

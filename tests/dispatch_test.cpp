@@ -44,11 +44,11 @@ TEST_F(Dispatch, CoaxAutomaticFollowsTheDetectedFormat) {
     struct Case {
         uint32_t format;
         const char* choice;
-        bool hikc_frames;
+        bool coax_frame;
     };
     const Case cases[] = {
         {4, "\tset to HIK-C\n", true},
-        {3, "\tset to HDA\n", false},
+        {3, "\tset to HDA\n", true},
         {0, "\tset to C1080\n", false},
     };
     for (const Case& c : cases) {
@@ -59,8 +59,8 @@ TEST_F(Dispatch, CoaxAutomaticFollowsTheDetectedFormat) {
         start();
         handle(1, CmdBuilder(0xE013, 1));
         EXPECT_TRUE(logged(c.choice));
-        EXPECT_EQ(coax_frames().size(), c.hikc_frames ? 1u : 0u);
-        EXPECT_TRUE(board.writes("/dev/ttyS3").empty() || !c.hikc_frames);
+        EXPECT_EQ(coax_frames().size(), c.coax_frame ? 1u : 0u);
+        EXPECT_TRUE(board.writes("/dev/ttyS3").empty() || !c.coax_frame);
     }
     // Without any video-input device the configured model is used.
     board.remove_device("/dev/vin_devs");

@@ -1,0 +1,201 @@
+#include "upgrade/cam_upgrade.h"
+
+#include <numeric>
+
+#include "protocols/rs485/pelco_d.h"
+#include "tests/fixture.h"
+
+namespace ptz::test {
+namespace {
+
+constexpr int kSigUsr2 = 12;
+// 115200 baud: twice the line time of 7, 3 and 1024 bytes; the 0.1 s block pause.
+constexpr uint32_t kFrameUs = 1214, kTrailerUs = 520, kBlockUs = 177776, kPauseUs = 100000, kSettleUs = 10000;
+constexpr int64_t kHandshakeUs = 5 * (kSettleUs + kFrameUs) + 15 * 1000000;
+constexpr int64_t kBlockStepUs = kSettleUs + kBlockUs;
+
+Bytes ctl(uint16_t cmd, uint8_t d1, uint8_t d2) { return bytes(pelcod_frame(1, cmd, d1, d2)); }
+
+Bytes image_of(size_t n) {
+    Bytes b(n);
+    for (size_t i = 0; i < n; ++i) b[i] = static_cast<uint8_t>(i * 7 + 3);
+    return b;
+}
+
+Bytes request(uint32_t size, const Bytes& image) {
+    Bytes dg = CmdBuilder(0xF001, 0);
+    dg.resize(16);
+    wr32(dg.data() + 12, size);
+    dg.insert(dg.end(), image.begin(), image.end());
+    return dg;
+}
+
+std::vector<Bytes> handshake(uint32_t size) {
+    return {ctl(0x9010, 0x11, 0x22), ctl(0x9030, 0, 0), ctl(0x4801, 0x65, 0),
+            ctl(static_cast<uint16_t>(0x5800 | (size >> 16 & 0xFF)), static_cast<uint8_t>(size >> 8),
+                static_cast<uint8_t>(size)),
+            ctl(0x6800, 0x80, 0)};
+}
+
+class CamUpgrade : public DaemonTest {
+protected:
+    void SetUp() override {
+        channel(0, 2, 0x2302, 1, 7);  // 115200 baud
+        restart();
+    }
+    void restart() {
+        start();
+        d->current_channel = 0;
+    }
+    // The datagram as the receive buffer holds it after recvfrom.
+    int upgrade(const Bytes& datagram) {
+        std::copy(datagram.begin(), datagram.end(), d->rx.begin());
+        return cam_upgrade_request(*d, 2, 1, d->rx.data());
+    }
+    std::vector<std::string> upgrade_logs() const {
+        std::vector<std::string> out;
+        for (const std::string& l : board.logs())
+            if (l.rfind("[cam_upgrade]", 0) == 0) out.push_back(l);
+        return out;
+    }
+};
+
+TEST_F(CamUpgrade, ByteStreamTimingAndLog) {
+    struct Case {
+        uint32_t size;
+        std::vector<size_t> writes;     // bytes of each image write, the final (possibly empty) one included
+        std::vector<std::string> tail;  // the log after the checksum line
+    };
+    const std::string p = "C1080B_upgrade_progress() progress ";
+    // The line after the final write carries fixed values, whatever was written.
+    const Case cases[] = {
+        {0, {0}, {"\t0 : 1024 written\n", p + "100\n"}},
+        {1024, {1024, 0}, {p + "100\n", "\t1024 written\n", "\t0 : 1024 written\n"}},
+        {1500, {1024, 476}, {p + "68\n", "\t1024 written\n", "\t0 : 1024 written\n", p + "100\n"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.size);
+        restart();
+        const Bytes image = image_of(c.size);
+        const unsigned sum = std::accumulate(image.begin(), image.end(), 0u) % 256;
+        const int64_t t0 = board.now();
+        ASSERT_EQ(upgrade(request(c.size, image)), 0);
+
+        std::vector<Bytes> expected = handshake(c.size);
+        std::vector<uint32_t> waits = {kSettleUs, kFrameUs};
+        waits.insert(waits.end(), 10, 1000000);
+        for (int i = 0; i < 4; ++i) waits.insert(waits.end(), {kSettleUs, kFrameUs});
+        waits.insert(waits.end(), 5, 1000000);
+        size_t at = 0;
+        for (size_t n : c.writes) {
+            expected.emplace_back(image.begin() + static_cast<long>(at),
+                                  image.begin() + static_cast<long>(at + n));
+            waits.insert(waits.end(),
+                         {kSettleUs, n == 1024 ? kBlockUs : kPauseUs});  // 476 bytes: the 0.1 s floor
+            at += n;
+        }
+        std::vector<std::string> log = {"cam_upgrade start, size " + std::to_string(c.size) + "\n", p + "1\n",
+                                        "start code sent\n"};
+        for (int i = 0; i < 10; ++i) log.push_back("\twait count " + std::to_string(i) + "\n");
+        log.insert(log.end(), {"check loader******************************************\n", "model info\n",
+                               "file size\n", "start address\n"});
+        for (int i = 0; i < 5; ++i) log.push_back("\twait count " + std::to_string(i) + "\n");
+        char line[32];
+        std::snprintf(line, sizeof line, "\tchksum is %02xh\n", sum);
+        // The checksum is not known yet when the first line is written.
+        log.insert(log.end(),
+                   {"ptzsvr : start to send " + std::to_string(c.size) + " bytes, chksum is 00\n", line});
+        log.insert(log.end(), c.tail.begin(), c.tail.end());
+        expected.push_back({static_cast<uint8_t>(sum), 0x65, 0x00});
+        waits.insert(waits.end(), {kSettleUs, kTrailerUs});
+
+        EXPECT_EQ(writes(), expected);
+        EXPECT_EQ(sleeps(), waits);
+        EXPECT_EQ(board.now() - t0, std::accumulate(waits.begin(), waits.end(), int64_t{0}));
+        for (std::string& l : log) l = "[cam_upgrade]" + l;
+        EXPECT_EQ(upgrade_logs(), log);
+    }
+}
+
+TEST_F(CamUpgrade, Sigusr2StopsAtTheNextCheck) {
+    struct Case {
+        const char* name;
+        int64_t at;  // after the start of the upgrade; -1: while idle, before it
+        uint32_t size;
+        size_t blocks_sent;
+    };
+    const Case cases[] = {
+        {"in the first wait", 3000000, 4096, 0},
+        {"in the last wait", kHandshakeUs - 1, 4096, 0},
+        {"while idle", -1, 4096, 0},
+        {"during the first block", kHandshakeUs + 50000, 4096, 1},
+        {"during the third block", kHandshakeUs + 2 * kBlockStepUs + 5, 4096, 3},
+        {"an empty image", 3000000, 0, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        restart();
+        board.queue_signal(board.now() + std::max<int64_t>(c.at, 0), kSigUsr2);
+        if (c.at < 0) d->run_once();
+        const Bytes image = image_of(c.size);
+        const int64_t t0 = board.now();
+        EXPECT_EQ(upgrade(request(c.size, image)), -1);
+        EXPECT_EQ(board.now() - t0, kHandshakeUs + static_cast<int64_t>(c.blocks_sent) * kBlockStepUs);
+        const auto w = writes();
+        ASSERT_EQ(w.size(), 5 + c.blocks_sent);
+        EXPECT_EQ(std::vector<Bytes>(w.begin(), w.begin() + 5), handshake(c.size));
+        EXPECT_EQ(d->stop_coc_upgrade, 0);
+        EXPECT_TRUE(logged("PTZSVR : stop coc upgrade\n"));
+        EXPECT_TRUE(logged(
+            "[cam_upgrade]ptzsvr : ******************** stop upgrade received **********************\n"));
+        EXPECT_FALSE(logged("[cam_upgrade]C1080B_upgrade_progress() progress 100\n"));
+        EXPECT_EQ(upgrade(request(c.size, image)), 0);  // the stop was used up
+    }
+}
+
+TEST_F(CamUpgrade, SizeBeyondTheReceivedBytesAndADeadLine) {
+    // An earlier, longer datagram left its bytes in the receive buffer.
+    Bytes earlier(3000);
+    for (size_t i = 0; i < earlier.size(); ++i) earlier[i] = static_cast<uint8_t>(0xA0 ^ i);
+    wr16(earlier.data(), 0x1234);  // an id the daemon drops
+    send(earlier);
+    const Bytes dg = request(2048, image_of(100));
+    Bytes buffer = earlier;
+    std::copy(dg.begin(), dg.end(), buffer.begin());
+    board.clear_calls();
+    ASSERT_EQ(upgrade(dg), 0);
+    auto w = writes();
+    ASSERT_EQ(w.size(), 5u + 4u);
+    EXPECT_EQ(w[5], Bytes(buffer.begin() + 16, buffer.begin() + 16 + 1024));
+    EXPECT_EQ(w[6], Bytes(buffer.begin() + 16 + 1024, buffer.begin() + 16 + 2048));
+
+    // Past the end of the receive buffer: cut at its end.
+    board.clear_calls();
+    ASSERT_EQ(upgrade(request(0xFFFFFFFF, {})), 0);
+    w = writes();
+    ASSERT_EQ(w.size(), 5u + 384u + 2u);
+    EXPECT_EQ(w[3], ctl(0x5806, 0x00, 0x00));  // 393216 bytes
+    EXPECT_TRUE(w[5 + 384].empty());
+
+    // Any other command buffer is 1024 bytes long.
+    Bytes small = request(5000, {});
+    small.resize(kMinCommandBuffer);
+    board.clear_calls();
+    ASSERT_EQ(cam_upgrade_request(*d, 2, 1, small.data()), 0);
+    w = writes();
+    ASSERT_EQ(w.size(), 5u + 2u);
+    EXPECT_EQ(w[5].size(), kMinCommandBuffer - 16);
+
+    // A line that takes nothing ends the blocks; the rest goes in the final write.
+    board.failing.insert("/dev/ttyS2");
+    board.clear_calls();
+    const Bytes image = image_of(3000);
+    EXPECT_EQ(upgrade(request(3000, image)), 0);
+    w = writes();
+    ASSERT_EQ(w.size(), 5u + 1u + 2u);
+    EXPECT_EQ(w[6], image);
+    EXPECT_TRUE(logged("[cam_upgrade]\t-1 written\n"));
+}
+
+}  // namespace
+}  // namespace ptz::test
