@@ -1,0 +1,553 @@
+// Every driver against the ptzcam decoders: a command goes through the daemon on the simulated board, every
+// byte the board records is read back by the protocol's decoder, and the reading must be the meaning the
+// command asked for. The decoders were written apart from the drivers, so a disagreement is a fault in one
+// of the two; each row names what the camera is meant to do, not the bytes.
+#include <climits>
+#include <functional>
+#include <string>
+
+#include "proto.h"
+#include "protocols/drivers.h"
+#include "tests/fixture.h"
+
+namespace ptz::test {
+namespace {
+
+using ptzcam::Frame;
+using ptzcam::Kind;
+using ptzcam::Status;
+
+constexpr int kAny = INT_MIN;
+
+// What one frame must mean: kind, the direction signs of a move, the lens direction or the preset or aux
+// number, set-position values, and the words where only they tell (menu keys).
+struct Want {
+    Kind kind;
+    int pan = 0, tilt = 0;
+    int value = kAny;
+    uint32_t pos[3] = {};
+    const char* text = nullptr;
+    int address = kAny;  // kAny: the camera's own
+};
+Want M(int pan, int tilt) { return {Kind::move, pan, tilt}; }
+Want V(Kind k, int v) { return {k, 0, 0, v}; }
+Want Z(int dir) { return V(Kind::zoom, dir); }
+Want F(int dir) { return V(Kind::focus, dir); }
+Want I(int dir) { return V(Kind::iris, dir); }
+Want GO(int n) { return V(Kind::goto_preset, n); }
+Want SET(int n) { return V(Kind::set_preset, n); }
+Want CLR(int n) { return V(Kind::clear_preset, n); }
+Want ON(int n) { return V(Kind::aux_on, n); }
+Want OFF(int n) { return V(Kind::aux_off, n); }
+Want MENU(const char* text) { return {Kind::menu, 0, 0, kAny, {}, text}; }
+Want POS(uint32_t p, uint32_t t, uint32_t z) { return {Kind::set_position, 0, 0, kAny, {p, t, z}}; }
+Want at(Want w, int address) { return w.address = address, w; }
+const Want S{Kind::stop}, O{Kind::other};
+
+struct Row {
+    Bytes cmd;
+    std::vector<Want> want;  // every frame the command puts on the line, in order
+};
+
+using Driver = void(Daemon&, int, uint16_t, uint8_t*);
+// How a protocol is reached: the decoder, the model and line of channel 0, the address the frames must name.
+struct Line {
+    const char* proto;
+    uint16_t model;
+    int address = 5;  // configured; -1: the frames carry none
+    int port = 2;
+    int coc_type = 0;
+    Driver* direct = nullptr;  // drivers no model_id selects yet, called straight
+};
+
+Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
+    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
+}
+Bytes ms(uint8_t x, uint8_t y, uint16_t action = 0) { return mv(x, y, action, 1); }  // with a stop after
+Bytes aux(uint16_t code, bool on = true) { return CmdBuilder(0xE091).arg16(code).action(on ? 0x0101 : 0); }
+Bytes go(uint16_t n) { return CmdBuilder(0xE014).arg16(n); }
+Bytes set(uint16_t n) { return CmdBuilder(0xE020).action(n); }
+Bytes clr(uint16_t n) { return CmdBuilder(0xE022).action(n); }
+const Bytes kStop = CmdBuilder(0xE013);
+
+int sign(int v) { return (v > 0) - (v < 0); }
+
+std::string show(const std::vector<Frame>& frames) {
+    std::string s;
+    for (const Frame& f : frames)
+        s += std::string("\n  [") + (f.status == Status::ok ? f.meaning : f.reason) + "] address " +
+             std::to_string(f.address) + " length " + std::to_string(f.length);
+    return s;
+}
+
+class CrossCheck : public DaemonTest {
+protected:
+    using Decode = std::function<Frame(const uint8_t*, size_t)>;
+
+    // Reads every recorded byte: a coax record is one whole frame, a serial line a stream of frames.
+    static std::vector<Frame> read(const Decode& decode, const std::vector<Bytes>& records, bool coax) {
+        std::vector<Frame> out;
+        Bytes stream;
+        for (const Bytes& r : records) {
+            if (coax) {
+                out.push_back(decode(r.data(), r.size()));
+                if (out.back().length != r.size()) out.back().status = Status::truncated;
+            } else {
+                stream.insert(stream.end(), r.begin(), r.end());
+            }
+        }
+        for (size_t at = 0; at < stream.size();) {
+            out.push_back(decode(stream.data() + at, stream.size() - at));
+            if (out.back().status != Status::ok || out.back().length == 0) break;
+            at += out.back().length;
+        }
+        return out;
+    }
+
+    static void compare(const std::vector<Frame>& got, const std::vector<Want>& want, int address) {
+        ASSERT_EQ(got.size(), want.size()) << show(got);
+        for (size_t i = 0; i < got.size(); ++i) {
+            const Frame& f = got[i];
+            const Want& w = want[i];
+            SCOPED_TRACE("frame " + std::to_string(i) + show({f}));
+            ASSERT_EQ(f.status, Status::ok);
+            EXPECT_EQ(f.address, w.address == kAny ? address : w.address);
+            EXPECT_EQ(f.kind, w.kind);
+            EXPECT_EQ(f.pan_dir, w.pan);
+            EXPECT_EQ(f.tilt_dir, w.tilt);
+            EXPECT_TRUE(f.pan == 0 || sign(f.pan) == f.pan_dir) << f.pan;
+            EXPECT_TRUE(f.tilt == 0 || sign(f.tilt) == f.tilt_dir) << f.tilt;
+            if (w.value != kAny) {
+                EXPECT_EQ(f.value, w.value);
+            }
+            if (w.kind == Kind::set_position) {
+                EXPECT_EQ(f.abs_pan, w.pos[0]);
+                EXPECT_EQ(f.abs_tilt, w.pos[1]);
+                EXPECT_EQ(f.abs_zoom, w.pos[2]);
+            }
+            if (w.text) {
+                EXPECT_STREQ(f.meaning, w.text);
+            }
+        }
+    }
+
+    void check(const Line& l, const std::vector<Row>& rows) {
+        const ptzcam::Protocol* p = ptzcam::find_protocol(l.proto);
+        ASSERT_NE(p, nullptr) << l.proto;
+        if (!l.direct && l.coc_type != 3) {
+            EXPECT_EQ(ptzcam::protocol_for_model(l.model), p);
+        }
+        sysvar("coc_type", l.coc_type);
+        channel(0, l.port, l.model, static_cast<uint16_t>(l.address < 0 ? 9 : l.address));
+        start();
+        for (size_t i = 0; i < rows.size(); ++i) {
+            SCOPED_TRACE(std::string(l.proto) + " row " + std::to_string(i));
+            board.clear_calls();
+            d->last_cmd = {};  // each row on its own, not as a repeat of the one before
+            Bytes cmd = rows[i].cmd;
+            cmd.resize(kMinCommandBuffer, 0);
+            if (l.direct)
+                l.direct(*d, l.port, static_cast<uint16_t>(l.address), cmd.data());
+            else
+                eptz_handler(*d, 0, cmd.data());
+            compare(read(p->decode, p->coax ? coax_frames() : writes(), p->coax), rows[i].want, l.address);
+        }
+    }
+};
+
+TEST_F(CrossCheck, PelcoD) {
+    check({"pelco-d", 0x1600},
+          {
+              {ms(0x20, 0x40), {M(-1, 0), S}},
+              {ms(0x60, 0x40), {M(1, 0), S}},
+              {ms(0x40, 0x20), {M(0, -1), S}},
+              {ms(0x40, 0x60), {M(0, 1), S}},
+              {ms(61, 67), {M(-1, 1), S}},
+              {ms(0, 0), {M(-1, -1), S}},
+              {ms(0x7F, 0x7F), {M(1, 1), S}},
+              {ms(67, 61), {M(1, -1), S}},
+              {mv(0x20, 0x40), {M(-1, 0)}},
+              {mv(0x40, 0x60), {M(-1, 1)}},  // the head keeps the pan it was given until a stop
+              {kStop, {S}},
+              {ms(0xFF, 0, 1), {O, Z(1), S}},
+              {ms(0x40, 0, 1), {O, Z(-1), S}},
+              {ms(0x60, 0, 2), {O, F(1), S}},
+              {ms(0x20, 0, 2), {O, F(-1), S}},
+              {ms(0x41, 0, 3), {I(1), S}},
+              {ms(0x40, 0, 3), {I(-1), S}},
+              {go(300), {GO(44)}},
+              {set(7), {SET(7)}},
+              {clr(9), {CLR(9)}},
+              {aux(3), {ON(3)}},
+              {aux(9, false), {OFF(9)}},
+              {aux(8), {GO(8)}},
+              {aux(719, false), {SET(719 & 0xFF)}},
+              {aux(595), {SET(95)}},
+              {aux(533), {GO(33)}},
+              {aux(597, false), {GO(96)}},
+              {aux(730), {I(1), S}},  // the camera's menu takes iris open as enter
+              {aux(731), {I(-1), S}},
+              {aux(130, false), {I(-1), S}},
+              {aux(551), {O}},
+              {aux(110), {O}},
+              {aux(740), {}},
+              {CmdBuilder(0xE0A4).pos(0x12345, 0x0203, 0x0405),
+               {POS(0, 0x203, 0), POS(0, 0, 0x405), POS(0x2345, 0, 0)}},
+              {CmdBuilder(0xE0A6),
+               {V(Kind::query_position, 0), V(Kind::query_position, 1), V(Kind::query_position, 2)}},
+          });
+}
+
+TEST_F(CrossCheck, PelcoDOverCoax) {
+    // Every TVI action is followed by a stop, and the TVI head's focus keys are the other way round.
+    check({"pelco-d-tvi", 0x1600, 5, 5, 3}, {
+                                                {mv(0x20, 0x40), {M(-1, 0), S}},
+                                                {mv(0x60, 0x20), {M(1, -1), S}},
+                                                {mv(0x40, 0x60), {M(0, 1), S}},
+                                                {mv(0x60, 0, 1), {O, Z(1), S}},
+                                                {mv(0x20, 0, 1), {O, Z(-1), S}},
+                                                {mv(0x60, 0, 2), {O, F(-1), S}},
+                                                {mv(0x20, 0, 2), {O, F(1), S}},
+                                                {mv(0x60, 0, 3), {I(1), S}},
+                                                {kStop, {S}},
+                                                {aux(730), {I(1), S}},
+                                                {aux(731), {I(-1), S}},
+                                                {aux(595), {SET(95)}},
+                                                {aux(20), {GO(20)}},
+                                                {aux(20, false), {SET(20)}},
+                                                {go(5), {}},
+                                            });
+}
+
+TEST_F(CrossCheck, PelcoP) {
+    // Focus keys as the Pelco-P camera has them: x above the centre sends the near bit.
+    check({"pelco-p", 0x1601}, {
+                                   {mv(0x20, 0x40), {M(-1, 0)}},
+                                   {mv(0x60, 0x70), {M(1, 1)}},
+                                   {mv(0x10, 0x10), {M(-1, -1)}},
+                                   {mv(0x40, 0x20), {M(0, -1)}},
+                                   {mv(0x40, 0x40), {S}},
+                                   {ms(0x40, 0x60), {M(0, 1), S}},
+                                   {mv(0xC0, 0, 1), {Z(1)}},
+                                   {mv(0x20, 0, 1), {Z(-1)}},
+                                   {mv(0x40, 0, 1), {S}},
+                                   {mv(0x60, 0, 2), {F(-1)}},
+                                   {mv(0x20, 0, 2), {F(1)}},
+                                   {mv(0x60, 0, 3), {S}},
+                                   {kStop, {S}},
+                                   {go(300), {GO(44)}},
+                                   {set(7), {SET(7)}},
+                                   {clr(9), {CLR(9)}},
+                                   {aux(3), {ON(3)}},
+                                   {aux(9, false), {OFF(9)}},
+                                   {aux(730), {I(1)}},
+                                   {aux(731), {I(-1)}},
+                                   {aux(595), {SET(95)}},
+                                   {aux(600), {}},
+                               });
+}
+
+TEST_F(CrossCheck, SamsungE) {
+    check({"samsung-e", 0x1904}, {
+                                     {mv(47, 0x40), {M(-1, 0)}},
+                                     {mv(81, 0x40), {M(1, 0)}},
+                                     {mv(0x40, 47), {M(0, -1)}},
+                                     {mv(0x40, 81), {M(0, 1)}},
+                                     {mv(0x10, 0x70), {M(-1, 1)}},
+                                     {mv(0x10, 0x10), {M(-1, -1)}},
+                                     {mv(0x70, 0x70), {M(1, 1)}},
+                                     {ms(0x70, 0x10), {M(1, -1), S}},
+                                     {mv(48, 80), {S}},
+                                     {mv(0x60, 0, 1), {Z(1)}},
+                                     {mv(0x20, 0, 1), {Z(-1)}},
+                                     {mv(0x60, 0, 2), {F(1)}},
+                                     {mv(0x20, 0, 2), {F(-1)}},
+                                     {mv(0x60, 0, 3), {S}},
+                                     {kStop, {S}},
+                                     {go(300), {GO(44)}},
+                                     {set(7), {SET(7)}},
+                                     {clr(9), {}},
+                                     {aux(730), {MENU("menu enter")}},
+                                     {aux(731), {MENU("menu escape")}},
+                                     {aux(740), {MENU("menu escape")}},
+                                     {aux(595), {MENU("menu")}},
+                                     {aux(20), {V(Kind::other, 20)}},
+                                 });
+}
+
+TEST_F(CrossCheck, Panasonic) {
+    // Every command opens with the power/on-line frame.
+    check({"panasonic", 0x1602}, {
+                                     {mv(0, 0x40), {O, M(-1, 0)}},
+                                     {mv(0x7F, 0x40), {O, M(1, 0)}},
+                                     {mv(0x40, 0x10), {O, M(0, -1)}},
+                                     {mv(0x40, 0x70), {O, M(0, 1)}},
+                                     {mv(0x10, 0x70), {O, M(-1, 1)}},
+                                     {mv(0x10, 0x10), {O, M(-1, -1)}},
+                                     {mv(0x70, 0x70), {O, M(1, 1)}},
+                                     {mv(0x70, 0x10), {O, M(1, -1)}},
+                                     {mv(0x40, 0x40), {O, S}},
+                                     {mv(0x50, 0, 1), {O, Z(1)}},
+                                     {mv(0x20, 0, 1), {O, Z(-1)}},
+                                     {mv(0, 0, 1), {O, Z(-1)}},
+                                     {mv(0x40, 0, 1), {O, S}},
+                                     {mv(0x60, 0, 2), {O, F(1)}},
+                                     {mv(0x20, 0, 2), {O, F(-1)}},
+                                     {kStop, {O, S, S}},
+                                     {go(1), {O, GO(1)}},
+                                     {go(16), {O, GO(16)}},
+                                     {set(7), {O, O, SET(7)}},
+                                     {set(156), {O, O, SET(156)}},
+                                     {clr(7), {O}},
+                                 });
+}
+
+TEST_F(CrossCheck, AutoDome) {
+    // The camera's menu keys travel as lens keys: enter as focus far, escape as iris open.
+    check({"autodome", 0x200},
+          {
+              {mv(0x30, 0x40), {M(-1, 0)}},
+              {mv(0, 0x40), {M(-1, 0)}},  // pan speed 16 loses its top bit: left at speed 0
+              {mv(0x50, 0x40), {M(1, 0)}},
+              {mv(0x40, 0x30), {M(0, -1)}},
+              {mv(0x40, 0x50), {M(0, 1)}},
+              {mv(0x30, 0x50), {M(-1, 1)}},
+              {mv(0x30, 0x30), {M(-1, -1)}},
+              {mv(0x50, 0x50), {M(1, 1)}},
+              {ms(0x50, 0x30), {M(1, -1), S}},
+              {mv(0x50, 0, 1), {Z(1)}},
+              {mv(0x30, 0, 1), {Z(-1)}},
+              {mv(0x50, 0, 2), {F(1)}},
+              {mv(0x30, 0, 2), {F(-1)}},
+              {mv(0x50, 0, 3), {I(1)}},
+              {mv(0x40, 0, 3), {I(-1)}},
+              {kStop, {S}},
+              {go(300), {GO(44)}},
+              {set(3), {SET(3)}},
+              {aux(5), {ON(5)}},
+              {aux(5, false), {OFF(5)}},
+              {aux(595), {MENU(nullptr)}},
+              {aux(730), {F(1)}},
+              {aux(731), {I(1)}},
+              {aux(2000), {}},
+          });
+    check({"autodome", 0x201}, {
+                                   {mv(0x30, 0x40), {M(-1, 0)}},
+                                   {mv(0x50, 0x40), {M(1, 0)}},
+                                   {mv(0x40, 0x30), {M(0, -1)}},
+                                   {mv(0x30, 0x50), {M(-1, 1)}},
+                                   {ms(0x50, 0x30), {M(1, -1)}},
+                                   {mv(0x50, 0, 1), {Z(1)}},
+                                   {mv(0x30, 0, 1), {Z(-1)}},
+                                   {mv(0x50, 0, 2), {F(1)}},
+                                   {mv(0x30, 0, 2), {F(-1)}},
+                                   {kStop, {S}},
+                                   {go(9), {GO(9)}},
+                                   {set(3), {SET(3)}},
+                                   {aux(5), {}},
+                               });
+}
+
+TEST_F(CrossCheck, Vcc4) {
+    // Every command opens with 0x90 '0' to every head (device 0x30); the first also initialises the heads.
+    const Want open = at(O, 0);
+    check({"vcc4", 0x300}, {
+                               {kStop, {open, open, open, S, at(S, 0), S, O}},
+                               {mv(0x20, 0x40), {open, O, O, M(-1, 0)}},
+                               {mv(0x60, 0x40), {open, O, O, M(1, 0)}},
+                               {mv(0x40, 0x20), {open, O, O, M(0, -1)}},
+                               {mv(0x30, 0x50), {open, O, O, M(-1, 1)}},
+                               {mv(0x50, 0x30), {open, O, O, M(1, -1)}},
+                               {mv(0x40, 0x40), {open, O, O, S}},
+                               {mv(0x60, 0, 1), {open, O, Z(1)}},
+                               {mv(0x40, 0, 1), {open, O, Z(-1)}},
+                               {mv(0x60, 0, 2), {open, O, F(1)}},
+                               {mv(0x20, 0, 2), {open, O, F(-1)}},
+                               {go(5), {open, O, O, GO(5)}},
+                               {go(10), {open, O, O, GO(10)}},
+                               {set(7), {open, SET(7)}},
+                               {aux(602), {open, ON(602)}},
+                               {aux(602, false), {open, OFF(602)}},
+                               {aux(603), {open}},
+                           });
+}
+
+TEST_F(CrossCheck, Vicon) {
+    check({"vicon", 0x2202, 0x23}, {
+                                       {mv(0x20, 0x60), {M(-1, 1)}},
+                                       {mv(0x60, 0x20), {M(1, -1)}},
+                                       {ms(0x60, 0x40), {M(1, 0), S}},
+                                       {mv(0x40, 0x40), {S}},
+                                       {mv(0x20, 0, 1), {Z(-1)}},
+                                       {mv(0x60, 0, 1), {Z(1)}},
+                                       {mv(0x40, 0, 1), {S}},
+                                       {mv(0x20, 0, 2), {F(-1)}},
+                                       {mv(0x60, 0, 2), {F(1)}},
+                                       {mv(0x40, 0, 3), {I(-1)}},
+                                       {mv(0x41, 0, 3), {I(1)}},
+                                       {kStop, {S}},
+                                       {go(300), {GO(44)}},
+                                       {set(7), {SET(7)}},
+                                       {clr(7), {}},
+                                       {aux(3), {V(Kind::other, 3)}},
+                                       {aux(6, false), {V(Kind::other, 6)}},
+                                       {aux(595), {I(1)}},  // menu and enter share the iris-open key
+                                       {aux(731), {I(-1)}},
+                                   });
+}
+
+TEST_F(CrossCheck, Hikc) {
+    check({"hikc", 0x808, -1, 5},
+          {
+              {mv(0x40, 0x40), {O}},  // a fresh daemon has no move to repeat
+              {mv(61, 67), {M(-1, 1)}},
+              {mv(0, 0), {M(-1, -1)}},
+              {mv(127, 67), {M(1, 1)}},
+              {mv(67, 61), {M(1, -1)}},
+              {mv(0x20, 0x40), {M(-1, 0)}},
+              {mv(65, 64), {M(1, 0)}},
+              {mv(0x40, 0x30), {M(0, -1)}},
+              {mv(0x40, 0x50), {M(0, 1)}},
+              {mv(0x40, 0x40), {M(0, 1)}},  // the centre repeats the last move at speed 0
+              {mv(64, 0, 1), {Z(-1)}},
+              {mv(65, 0, 1), {Z(1)}},
+              {mv(10, 0, 2), {F(-1)}},
+              {mv(70, 0, 2), {F(1)}},
+              {mv(64, 0, 3), {I(-1)}},
+              {mv(90, 0, 3), {I(1)}},
+              {ms(0x20, 0x40), {M(-1, 0), S}},
+              {kStop, {S}},
+              {go(300), {GO(44)}},
+              {set(5), {SET(5)}},
+              {clr(6), {CLR(6)}},
+              {aux(551), {O}},
+              {aux(595), {GO(95)}},
+              {aux(599), {O}},
+              {aux(712), {GO(36)}},
+              {aux(730), {I(1)}},
+              {aux(731), {I(-1)}},
+              {aux(805), {O}},
+              {aux(715), {}},
+          });
+}
+
+TEST_F(CrossCheck, Hda) {
+    check({"hda", 0x809, -1, 5}, {
+                                     {mv(0x20, 0x60), {M(-1, 1)}},
+                                     {mv(0x20, 0x20), {M(-1, -1)}},
+                                     {mv(0x60, 0x60), {M(1, 1)}},
+                                     {mv(0x60, 0x20), {M(1, -1)}},
+                                     {mv(0x20, 0x40), {M(-1, 0)}},
+                                     {mv(0x60, 0x40), {M(1, 0)}},
+                                     {mv(0x40, 0x20), {M(0, -1)}},
+                                     {mv(0x40, 0x60), {M(0, 1)}},
+                                     {mv(0, 0x40), {M(-1, 0)}},
+                                     {mv(0x40, 0), {M(0, -1)}},
+                                     {mv(0x40, 0x40), {S}},
+                                     {ms(0x20, 0x40), {M(-1, 0), S}},
+                                     {mv(64, 0, 1), {Z(-1)}},
+                                     {mv(65, 0, 1), {Z(1)}},
+                                     {mv(64, 0, 2), {F(-1)}},
+                                     {mv(65, 0, 2), {F(1)}},
+                                     {mv(64, 0, 3), {I(-1)}},
+                                     {mv(65, 0, 3), {I(1)}},
+                                     {kStop, {S}},
+                                     {go(300), {GO(44)}},
+                                     {set(5), {SET(5)}},
+                                     {clr(5), {}},
+                                     {aux(730), {I(1)}},
+                                     {aux(731), {I(-1)}},
+                                     {aux(595), {SET(95), SET(95)}},
+                                     {aux(600), {}},
+                                 });
+}
+
+TEST_F(CrossCheck, C1080B) {
+    // Without the TOSK edition the C1080B's focus keys are the other way round, and neither a stop nor a go
+    // to preset goes out.
+    check({"c1080b", 0x2302}, {
+                                  {mv(0x20, 0x40), {M(-1, 0)}},
+                                  {mv(0x60, 0x40), {M(1, 0)}},
+                                  {mv(0x40, 0x20), {M(0, -1)}},
+                                  {mv(0x40, 0x60), {M(0, 1)}},
+                                  {mv(0x20, 0x60), {M(-1, 1)}},
+                                  {mv(0x20, 0x20), {M(-1, -1)}},
+                                  {mv(0x60, 0x60), {M(1, 1)}},
+                                  {ms(0x60, 0x20), {M(1, -1), S}},
+                                  {mv(0x40, 0, 1), {O, Z(-1)}},
+                                  {mv(0x60, 0, 1), {O, Z(1)}},
+                                  {mv(0x60, 0, 2), {O, F(-1)}},
+                                  {mv(0x40, 0, 2), {O, F(1)}},
+                                  {mv(0x60, 0, 3), {I(1)}},
+                                  {mv(0x40, 0, 3), {I(-1)}},
+                                  {kStop, {}},
+                                  {go(5), {}},
+                                  {set(7), {SET(7)}},
+                                  {clr(9), {CLR(9)}},
+                                  {aux(3), {ON(3)}},
+                                  {aux(9, false), {OFF(9)}},
+                                  {aux(130), {I(1), S}},
+                                  {aux(551), {O}},
+                                  {aux(561, false), {O}},
+                                  {aux(590), {SET(90)}},
+                                  {aux(599, false), {GO(96)}},
+                                  {aux(595), {MENU("menu or enter")}},
+                                  {aux(730), {MENU("menu or enter")}},
+                                  {aux(731), {MENU("menu escape")}},
+                                  {aux(740), {}},
+                                  {aux(931), {O}},
+                                  {aux(941, false), {O}},
+                                  {aux(20), {GO(20)}},
+                              });
+}
+
+TEST_F(CrossCheck, Ptc) {
+    // The PTC203 follows moves and zooms with its autofocus frame.
+    for (bool p203 : {false, true}) {
+        SCOPED_TRACE(p203 ? "ptc203" : "ptc107");
+        const std::vector<Want> af = p203 ? std::vector<Want>{O} : std::vector<Want>{};
+        auto with = [&](std::vector<Want> w) { return w.insert(w.end(), af.begin(), af.end()), w; };
+        check({p203 ? "ptc203" : "ptc107", 0x1600, 5, 2, 0, p203 ? PTC203_PTZ : PTC107_PTZ},
+              {
+                  {mv(0, 0x40), with({M(-1, 0)})},
+                  {mv(0x7F, 0x40), with({M(1, 0)})},
+                  {mv(61, 0x40), with({M(-1, 0)})},
+                  {mv(0x40, 0), with({M(0, -1)})},
+                  {mv(0x40, 61), with({M(0, -1)})},
+                  {mv(0x40, 67), with({M(0, 1)})},
+                  {mv(0x40, 0x7F), with({M(0, 1)})},
+                  {mv(0x20, 0x60), with({M(-1, 1)})},
+                  {mv(0x20, 0x20), with({M(-1, -1)})},
+                  {mv(0x60, 0x60), with({M(1, 1)})},
+                  {mv(0x60, 0x20), with({M(1, -1)})},
+                  {mv(0x60, 0, 1), with({Z(1)})},
+                  {mv(0x20, 0, 1), with({Z(-1)})},
+                  {mv(0x60, 0, 2), {F(1)}},
+                  {mv(0x20, 0, 2), {F(-1)}},
+                  {kStop, {S}},
+                  {go(5), {}},
+              });
+    }
+}
+
+TEST_F(CrossCheck, CameraFirmwareUpgrade) {
+    // A 1500-byte image through the C1080B channel: the handshake, two blocks, the trailer. The image rides
+    // in the datagram itself, so it goes in through the receive buffer.
+    channel(0, 2, 0x2302, 5, 7);
+    start();
+    d->current_channel = 0;
+    Bytes dg = CmdBuilder(0xF001, 0);
+    dg.resize(16);
+    wr32(dg.data() + 12, 1500);
+    for (int i = 0; i < 1500; ++i) dg.push_back(static_cast<uint8_t>(i * 7 + 3));
+    std::copy(dg.begin(), dg.end(), d->rx.begin());
+    board.clear_calls();
+    eptz_handler(*d, 0, d->rx.data());
+    ptzcam::UpgradeStream stream;
+    const auto got = read([&](const uint8_t* p, size_t n) { return stream.decode(p, n); }, writes(), false);
+    compare(got, {O, O, O, V(Kind::other, 1500), O, at(O, -1), at(O, -1), at(O, -1)}, 5);
+    EXPECT_FALSE(stream.in_image());
+}
+
+}  // namespace
+}  // namespace ptz::test
