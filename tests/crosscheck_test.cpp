@@ -165,16 +165,20 @@ protected:
     }
 };
 
-// The pan/tilt decision from the joystick's words: a dead band around the centre, then (where the protocol
-// has them) the four diagonals, then the stronger axis by the two diagonals through the centre.
+// The pan/tilt decision from the joystick's words. `regions`: a dead band around the centre, the four
+// diagonals, then the stronger axis by the two diagonals through the centre; `axes`: each axis on its own
+// against the dead band; `stronger`: the stronger axis alone, no dead band.
+using Reference = std::pair<int, int>(int x, int y);
 struct Decision {
-    int lo = 62, hi = 66;   // the dead band
-    bool diagonals = true;  // false: each axis on its own
-    bool repeats = false;   // a move that points nowhere repeats the last one (else it is a stop)
+    enum Rule : uint8_t { regions, axes, stronger } rule = regions;
+    int lo = 62, hi = 66;                                            // the dead band
+    enum Nowhere : uint8_t { stop, repeat, silent } nowhere = stop;  // a move that points nowhere
+    Reference* own = nullptr;                                        // a protocol's own rule
 };
 std::pair<int, int> reference(int x, int y, const Decision& r) {
+    if (r.own) return r.own(x, y);
     const int pan = x < r.lo ? -1 : x > r.hi ? 1 : 0, tilt = y < r.lo ? -1 : y > r.hi ? 1 : 0;
-    if (!r.diagonals || (pan && tilt)) return {pan, tilt};
+    if (r.rule == Decision::axes || (r.rule == Decision::regions && pan && tilt)) return {pan, tilt};
     if (x < y && 128 - x > y) return {-1, 0};
     if (x > y && 128 - x < y) return {1, 0};
     if (128 - x > y && x > y) return {0, -1};
@@ -185,15 +189,15 @@ std::pair<int, int> reference(int x, int y, const Decision& r) {
 TEST_F(CrossCheck, MoveDecisionSweep) {
     const std::pair<Line, Decision> lines[] = {
         {{"pelco-d", 0x1600}, {}},
-        {{"pelco-d-tvi", 0x1600, 5, 5, 3}, {.diagonals = false}},
+        {{"pelco-d-tvi", 0x1600, 5, 5, 3}, {.rule = Decision::axes}},
         {{"pelco-p", 0x1601}, {}},
         {{"samsung-e", 0x1904}, {.lo = 48, .hi = 80}},
         {{"panasonic", 0x1602}, {}},
         {{"autodome", 0x200}, {}},
         {{"autodome", 0x201}, {}},
-        {{"vcc4", 0x300}, {.diagonals = false}},
-        {{"vicon", 0x2202}, {.diagonals = false}},
-        {{"hikc", 0x808, -1, 5}, {.repeats = true}},
+        {{"vcc4", 0x300}, {.rule = Decision::axes}},
+        {{"vicon", 0x2202}, {.rule = Decision::axes}},
+        {{"hikc", 0x808, -1, 5}, {.nowhere = Decision::repeat}},
         {{"hda", 0x809, -1, 5}, {}},
         {{"c1080b", 0x2302}, {}},
         {{"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ}, {}},
@@ -206,9 +210,11 @@ TEST_F(CrossCheck, MoveDecisionSweep) {
         for (uint8_t x : points) {
             for (uint8_t y : points) {
                 auto [pan, tilt] = reference(x, y, r);
-                if (r.repeats && !pan && !tilt) std::tie(pan, tilt) = last;
+                if (r.nowhere == Decision::repeat && !pan && !tilt) std::tie(pan, tilt) = last;
                 last = {pan, tilt};
-                rows.push_back({ms(x, y), {pan || tilt ? M(pan, tilt) : S}});
+                std::vector<Want> want{pan || tilt ? M(pan, tilt) : S};
+                if (r.nowhere == Decision::silent && !pan && !tilt) want.clear();
+                rows.push_back({ms(x, y), want});
             }
         }
         SCOPED_TRACE(l.model);
