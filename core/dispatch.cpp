@@ -39,7 +39,7 @@ constexpr DriverEntry kDrivers[] = {
     {0x1100, PTZAction_Model1100, LineArg::port},      //
     {0x1200, nullptr, LineArg::port},                  //
     {0x1300, nullptr, LineArg::port},                  //
-    {0x1400, nullptr, LineArg::port},                  // EZ (WKC keyboard)
+    {0x1400, PTZAction_EZ, LineArg::port},             // EZ (WKC keyboard)
     {0x1500, nullptr, LineArg::port},                  // ORX1000
     {0x1600, PTZAction_PelcoD, LineArg::pelco_d},      // Pelco-D, or PELCO_D_TVI
     {0x1601, PTZAction_PelcoP, LineArg::port},         // Pelco-P
@@ -54,8 +54,8 @@ constexpr DriverEntry kDrivers[] = {
     {0x2200, nullptr, LineArg::port},                  //
     {0x2201, nullptr, LineArg::port},                  // SPD with sequences and digital zoom
     {0x2202, PTZAction_Vicon, LineArg::port},          // Vicon
-    {0x2300, nullptr, LineArg::port},                  // F2E (WKC keyboard)
-    {0x2301, nullptr, LineArg::port},                  // F2E (WKC keyboard)
+    {0x2300, PTZAction_F2E, LineArg::port},            // F2E (WKC keyboard)
+    {0x2301, PTZAction_F2E, LineArg::port},            // F2E (WKC keyboard)
     {0x2302, nullptr, LineArg::port},                  // C1080B
     {0x2303, nullptr, LineArg::port},                  // C1080B
 };
