@@ -27,20 +27,20 @@ constexpr DriverEntry kDrivers[] = {
     {0x501, PTZAction_Model501, LineArg::port},        //
     {0x600, PTZAction_CRR1600, LineArg::port},         // CRR1600
     {0x800, PTZAction_DMax, LineArg::port},            // DMax
-    {0x801, nullptr, LineArg::port},                   // HUNT
+    {0x801, PTZAction_HUNT, LineArg::port},            // HUNT
     {0x802, nullptr, LineArg::port},                   // ScanDome
     {0x803, PTZAction_Model803, LineArg::port},        //
     {0x804, nullptr, LineArg::port},                   // scandome2 (HTX keyboard)
     {0x805, PTZAction_Model805, LineArg::port},        //
     {0x808, PTZAction_HIKC, LineArg::channel},         // HIK-C (coax)
     {0x809, nullptr, LineArg::channel},                // HDA (coax)
-    {0x900, nullptr, LineArg::port},                   // INOS
+    {0x900, PTZAction_INOS, LineArg::port},            // INOS
     {0x901, nullptr, LineArg::port},                   // INOS-V900
     {0x1100, PTZAction_Model1100, LineArg::port},      //
     {0x1200, nullptr, LineArg::port},                  //
     {0x1300, nullptr, LineArg::port},                  //
     {0x1400, PTZAction_EZ, LineArg::port},             // EZ (WKC keyboard)
-    {0x1500, nullptr, LineArg::port},                  // ORX1000
+    {0x1500, PTZAction_ORX1000, LineArg::port},        // ORX1000
     {0x1600, PTZAction_PelcoD, LineArg::pelco_d},      // Pelco-D, or PELCO_D_TVI
     {0x1601, PTZAction_PelcoP, LineArg::port},         // Pelco-P
     {0x1602, PTZAction_Panasonic, LineArg::port},      // Panasonic
