@@ -35,7 +35,7 @@ constexpr DriverEntry kDrivers[] = {
     {0x808, PTZAction_HIKC, LineArg::channel},         // HIK-C (coax)
     {0x809, nullptr, LineArg::channel},                // HDA (coax)
     {0x900, PTZAction_INOS, LineArg::port},            // INOS
-    {0x901, nullptr, LineArg::port},                   // INOS-V900
+    {0x901, PTZAction_INOSV900, LineArg::port},        // INOS-V900
     {0x1100, PTZAction_Model1100, LineArg::port},      //
     {0x1200, nullptr, LineArg::port},                  //
     {0x1300, nullptr, LineArg::port},                  //
