@@ -56,6 +56,8 @@ TEST_F(InosV900, PresetsAskForTheSwitchesOnTimeLateNoisyCorruptTwiceOrNever) {
     bad[10] ^= 1;
     Bytes noisy{0xFF, 0x01, 0x00, 0x9A, 0xFF};
     noisy.insert(noisy.end(), good.begin(), good.end());
+    std::vector<std::pair<int64_t, Bytes>> stream;  // 11 bytes every millisecond for 2 s, none a frame
+    for (int64_t t = 0; t < 2000000; t += 1000) stream.emplace_back(t, Bytes(11, 0xFF));
     struct Row {
         const char* name;
         std::vector<std::pair<int64_t, Bytes>> replies;
@@ -68,6 +70,7 @@ TEST_F(InosV900, PresetsAskForTheSwitchesOnTimeLateNoisyCorruptTwiceOrNever) {
         {"bad checksum", {{20000, bad}}, 0},
         {"late", {{950000, good}}, 0},
         {"never", {}, 0},
+        {"keeps sending noise", stream, 0},
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);

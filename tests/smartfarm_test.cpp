@@ -84,6 +84,10 @@ TEST_F(Smartfarm, StatusAfterAStop) {
     const Bytes status{0xFF, 0x09, 0x00, 0x00, 0x12, 0x34, 0x4F};
     Bytes noisy{0x01, 0x02};
     noisy.insert(noisy.end(), status.begin(), status.end());
+    std::vector<std::pair<int64_t, Bytes>> stream;  // a byte every millisecond for 3 s, never a start byte
+    for (int64_t t = 0; t < 3000000; t += 1000) stream.emplace_back(t, Bytes{0x55});
+    std::string zeros;
+    for (int i = 0; i < 20; ++i) zeros += "00 ";
     struct Row {
         const char* name;
         std::vector<std::pair<int64_t, Bytes>> replies;
@@ -100,6 +104,8 @@ TEST_F(Smartfarm, StatusAfterAStop) {
          "00 00 00 "},
         {"late", {{2100000, status}}, "SMARTFARM : rlen is 0\n", ""},
         {"never", {}, "SMARTFARM : rlen is 0\n", ""},
+        {"keeps sending: the buffer's 128 bytes, nothing behind them", stream, "SMARTFARM : rlen is 128\n",
+         zeros.c_str()},
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
