@@ -14,7 +14,6 @@
 // logs as many bytes as the reader's result says, and a frame found at the
 // start of the collected bytes reads as 0, so nothing is dumped for it.
 #include <cstdint>
-#include <cstdlib>
 
 #include "core/command.h"
 #include "core/daemon.h"
@@ -58,7 +57,7 @@ void pan_tilt(PelcoDState& s, int x, int y) {
 void lens(Daemon& d, int port, uint8_t addr, PelcoDState& s, int x, uint16_t low, uint16_t high,
           uint16_t speed_word) {
     s.command |= x < kCentre + 1 ? low : high;
-    pelcod_send(d, port, addr, speed_word, 0, static_cast<uint8_t>(std::abs(x - kCentre) / 16));
+    pelcod_send(d, port, addr, speed_word, 0, static_cast<uint8_t>(speed_of(x) / 16));
 }
 
 void read_status(Daemon& d, int port) {

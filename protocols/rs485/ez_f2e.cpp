@@ -16,10 +16,9 @@
 // set-position frame that had to ask the head first starts with AA on both
 // protocols, EZ included. Pan and tilt directions are opposite senses in the
 // speed bytes (bit 7 means left, but up).
+#include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdint>
-#include <cstdlib>
 
 #include "core/command.h"
 #include "core/daemon.h"
@@ -119,14 +118,14 @@ void send3(Daemon& d, const Wkc& p, int port, uint16_t addr, uint8_t a, uint8_t 
     send(d, p, port, addr, {a, b, c}, 3, true);
 }
 
-// Speed byte of one axis: the distance from the centre, bit 7 for the
-// direction given by `negative_sense`.
+// Speed byte of one axis: the distance from the centre, with bit 7 set when
+// `flagged` (left for pan, up for tilt).
 constexpr uint8_t speed_byte(int v, bool flagged) {
-    return static_cast<uint8_t>(std::abs(v - kCentre) | (flagged ? 0x80 : 0));
+    return static_cast<uint8_t>(speed_of(v) | (flagged ? 0x80 : 0));
 }
 
 constexpr uint8_t zoom_byte(const Wkc& p, int x) {
-    const int d = std::abs(x - kCentre) / 8;
+    const int d = speed_of(x) / 8;
     const bool ez = p.start == kEz.start;
     if (x > kCentre) return static_cast<uint8_t>(ez ? (std::min(d, 7) | 0x10) : (d < 8 ? (d | 0x90) : 0x97));
     if (x < kCentre)

@@ -127,7 +127,7 @@ static_assert(hunt_direction(0x60, 0x40) == 4 && hunt_direction(64, 64) == 0 && 
 
 void hunt_move(Daemon& d, int port, uint16_t addr, Cmd c) {
     const int x = c.x(), y = c.y();
-    const int dx = std::abs(kCentre - x), dy = std::abs(kCentre - y);
+    const int dx = speed_of(x), dy = speed_of(y);
     const int biggest = (dx > dy ? dx : dy) * 4;
     d.log("HUNT speed is %d, %d ==> %xh\n", dx, dy, hunt_limit(biggest & 0xFC));
     const auto split = [x](uint8_t high, uint8_t low) -> uint8_t {
