@@ -4,15 +4,14 @@
 
 #include "devices/report.h"
 #include "protocols/rs485/pelco_d.h"
-#include "serial/serial.h"
-#include "tests/fixture.h"
+#include "tests/scripted_line.h"
 
 namespace ptz::test {
 namespace {
 
-// FF addr status type d4..d9 sum of bytes 1..9: the head's requests (status 0) and answers alike.
-Bytes ext(uint8_t type, Bytes data, uint8_t addr = 1, uint8_t status = 0) {
-    Bytes f{0xFF, addr, status, type};
+// FF 01 status type d4..d9 sum of bytes 1..9: requests (status 0) and answers alike.
+Bytes ext(uint8_t type, Bytes data, uint8_t status = 0) {
+    Bytes f{0xFF, 0x01, status, type};
     for (uint8_t b : data) f.push_back(b);
     f.resize(10, 0);
     unsigned sum = 0;
@@ -27,24 +26,17 @@ protected:
         channel(3, 2, 0x901, 1);
         start();
     }
-    // The head answers each request after `delay_us` with the answer in `answers` for its type.
+    // The head answers each request 20 ms after it (or `delay_us`) with the answer of its type.
     void answer(std::map<uint8_t, Bytes> answers, int64_t delay_us = 20000) {
         board.on_write = [answers, delay_us](SimBoard& b, const std::string& dev, const Bytes& f) {
-            if (f.size() != 11) return;
-            static const std::map<uint8_t, uint8_t> kAnswerTo = {{0x93, 0x9B}, {0xA3, 0xAB}, {0xB3, 0xBB},
-                                                                 {0xE0, 0xE1}, {0xE2, 0xE3}, {0x83, 0x8B}};
-            const auto it = answers.find(kAnswerTo.count(f[3]) ? kAnswerTo.at(f[3]) : 0);
-            if (it != answers.end()) b.queue_reply(dev, b.now() + delay_us, it->second);
+            static const std::map<uint8_t, uint8_t> kAnswerType = {{0x93, 0x9B}, {0xA3, 0xAB}, {0xB3, 0xBB},
+                                                                   {0xE0, 0xE1}, {0xE2, 0xE3}, {0x83, 0x8B}};
+            const auto type = kAnswerType.find(f[3]);
+            const auto it = type == kAnswerType.end() ? answers.end() : answers.find(type->second);
+            if (f.size() == 11 && it != answers.end()) b.queue_reply(dev, b.now() + delay_us, it->second);
         };
     }
-    void quiet() {
-        board.on_write = nullptr;
-        board.advance(2000000);
-        for (uint8_t sink[64]; port_read(*d, 2, sink, 64) != kNothingRead;) {
-        }
-        board.clear_calls();
-    }
-    Bytes last_report() const {
+    Bytes report() const {
         const auto r = board.find("ioctl", "/dev/con2rec");
         return r.empty() ? Bytes{} : r.back()->data;
     }
@@ -52,43 +44,28 @@ protected:
 
 TEST_F(InosV900, PresetsAskForTheSwitchesOnTimeLateNoisyCorruptTwiceOrNever) {
     const Bytes good = ext(0x9B, {0, 0, 0x12, 0x34});
-    Bytes bad = good;
+    Bytes bad = good, noisy{0xFF, 0x01, 0x00, 0x9A, 0xFF};
     bad[10] ^= 1;
-    Bytes noisy{0xFF, 0x01, 0x00, 0x9A, 0xFF};
     noisy.insert(noisy.end(), good.begin(), good.end());
-    std::vector<std::pair<int64_t, Bytes>> stream;  // 11 bytes every millisecond for 2 s, none a frame
-    for (int64_t t = 0; t < 2000000; t += 1000) stream.emplace_back(t, Bytes(11, 0xFF));
-    struct Row {
-        const char* name;
-        std::vector<std::pair<int64_t, Bytes>> replies;
-        uint32_t switches;
+    // clang-format off
+    const std::pair<Script, uint32_t> rows[] = {
+        {{{20000, good}}, 0x1234}, {{{20000, noisy}}, 0x1234}, {{{20000, good}, {20000, ext(0x9B, {0, 0, 0x56, 0x78})}}, 0x1234},
+        {{{20000, bad}}, 0}, {{{950000, good}}, 0}, {{}, 0}, {stream(2000000, Bytes(11, 0xFF)), 0},
     };
-    const Row rows[] = {
-        {"on time", {{20000, good}}, 0x1234},
-        {"after noise", {{20000, noisy}}, 0x1234},
-        {"twice", {{20000, good}, {20000, ext(0x9B, {0, 0, 0x56, 0x78})}}, 0x1234},
-        {"bad checksum", {{20000, bad}}, 0},
-        {"late", {{950000, good}}, 0},
-        {"never", {}, 0},
-        {"keeps sending noise", stream, 0},
-    };
-    for (const Row& r : rows) {
-        SCOPED_TRACE(r.name);
+    // clang-format on
+    for (const auto& [script, switches] : rows) {
         d->drv = {};
-        board.on_write = [&r](SimBoard& b, const std::string& dev, const Bytes& f) {
-            if (f.size() == 11)
-                for (const auto& [at, bytes] : r.replies) b.queue_reply(dev, b.now() + at, bytes);
-        };
+        answer_writes(board, script, [](const Bytes& f) { return f.size() == 11; });
         const int64_t t0 = board.now();
         handle(3, CmdBuilder(0xE020, 3).action(0x105));
         EXPECT_EQ(writes(), (std::vector<Bytes>{bytes(pelcod_frame(1, 0x03, 0, 5)), ext(0x93, {})}));
         EXPECT_EQ(sleeps()[2], 10000u);  // the head settles after the preset before it is asked
         EXPECT_LE(board.now() - t0, 10000 + 35000 + 10000 + 10000 + 35000 + 901000);
-        EXPECT_EQ(last_report(), bytes(build_report(0, 3, 0, r.switches, 0, 0)));
-        EXPECT_EQ(logged("ptzsvr(inosv900_get_current_switch_status) : 12 34 -> 1234\n"), r.switches != 0);
+        EXPECT_EQ(report(), bytes(build_report(0, 3, 0, switches, 0, 0)));
+        EXPECT_EQ(logged("ptzsvr(inosv900_get_current_switch_status) : 12 34 -> 1234\n"), switches != 0);
         EXPECT_TRUE(logged("(inosv900_get_current_switch_status) size : 24, (0000" +
-                           std::string(r.switches ? "1234" : "0000") + ":00000000:00000000)\n"));
-        quiet();
+                           std::string(switches ? "1234" : "0000") + ":00000000:00000000)\n"));
+        silence(board, *d);
     }
     handle(3, CmdBuilder(0xE014, 3).arg16(0x107));
     EXPECT_EQ(writes(), (std::vector<Bytes>{bytes(pelcod_frame(1, 0x07, 0, 7)), ext(0x93, {})}));
@@ -98,51 +75,39 @@ TEST_F(InosV900, PresetsAskForTheSwitchesOnTimeLateNoisyCorruptTwiceOrNever) {
 
 TEST_F(InosV900, AbsoluteFramesAndTheStoredReport) {
     handle(3, CmdBuilder(0xE0A4, 3).pos(999, static_cast<uint32_t>(-300), 20));
-    EXPECT_EQ(writes(), (std::vector<Bytes>{ext(0xA1, {0, 0, 0x01, 0x2C}), ext(0xB1, {0, 0, 0x00, 0x14})}));
-    board.clear_calls();
     handle(3, CmdBuilder(0xE0A4, 3).pos(0, 0x1FF, static_cast<uint32_t>(-2)));
-    EXPECT_EQ(writes(), (std::vector<Bytes>{ext(0xA1, {0, 1, 0x01, 0xFF}), ext(0xB1, {0, 0, 0xFF, 0xFE})}));
+    EXPECT_EQ(writes(), (std::vector<Bytes>{ext(0xA1, {0, 0, 0x01, 0x2C}), ext(0xB1, {0, 0, 0x00, 0x14}),
+                                            ext(0xA1, {0, 1, 0x01, 0xFF}), ext(0xB1, {0, 0, 0xFF, 0xFE})}));
     board.clear_calls();
     handle(3, CmdBuilder(0xE0A6, 3).requester(1234));  // nothing asked: the state as it stands
     EXPECT_TRUE(writes().empty());
-    EXPECT_EQ(last_report(), bytes(build_report(0, 3, 0, 0, 0, 0)));
+    EXPECT_EQ(report(), bytes(build_report(0, 3, 0, 0, 0, 0)));
     EXPECT_TRUE(logged("(inosv900_send_switch_status) size : 24, (00000000:00000000:00000000)\n"));
 }
 
 TEST_F(InosV900, SensorPollLogsChangesAndPacksTheReportWords) {
-    const std::string poll = "ptzsvr(INOSV900_get_sensor_data) : ";
     std::map<uint8_t, Bytes> answers = {
         {0x9B, ext(0x9B, {0, 0x07, 0x00, 0x05})}, {0xAB, ext(0xAB, {0, 0, 0x00, 0xFA})},
         {0xBB, ext(0xBB, {0, 0, 0x01, 0x02})},    {0xE1, ext(0xE1, {0, 0, 0, 0x33})},
         {0xE3, ext(0xE3, {0, 0, 0, 0x44})},
     };
     struct Row {
-        const char* name;
         std::map<uint8_t, Bytes> change;  // answers changed before this poll; an empty one is withheld
         int result;
-        std::vector<std::string> logs;  // every line that changed something, or failed
-        std::array<uint32_t, 3> words;  // the report words after the poll
+        std::vector<std::string> logs;  // every line that told a change or a failure
+        std::array<uint32_t, 3> words;  // the report after the poll
     };
+    // clang-format off
     const Row rows[] = {
-        {"first poll: every value changes, the temperature is negative",
-         {},
-         0,
-         {"sensor 0 -> 7, switch 0 -> 5\n", "temp 0 -> -250\n", "humm 0 -> 258\n", "dust 0 -> 51\n",
-          "dust 0 -> 68\n"},
-         {5, 0x0033FF06, 0x00440102}},
-        {"only the temperature changed",
-         {{0xAB, ext(0xAB, {0, 1, 0x00, 0xFA})}},
-         0,
-         {"temp -250 -> 250\n"},
-         {5, 0x003300FA, 0x00440102}},
-        {"no humidity answer: the poll stops, later values keep theirs",
-         {{0xAB, ext(0xAB, {0, 1, 0x01, 0x00})}, {0xBB, {}}, {0xE3, ext(0xE3, {0, 0, 0, 0x99})}},
-         -1,
-         {"temp 250 -> 256\n", "2:1 failed, no data, 0\n"},
-         {5, 0x00330100, 0x00440102}},
+        {{}, 0, {"sensor 0 -> 7, switch 0 -> 5\n", "temp 0 -> -250\n", "humm 0 -> 258\n", "dust 0 -> 51\n", "dust 0 -> 68\n"},
+         {5, 0x0033FF06, 0x00440102}},  // a negative temperature, and every value new
+        {{{0xAB, ext(0xAB, {0, 1, 0x00, 0xFA})}}, 0, {"temp -250 -> 250\n"}, {5, 0x003300FA, 0x00440102}},
+        {{{0xAB, ext(0xAB, {0, 1, 0x01, 0x00})}, {0xBB, {}}, {0xE3, ext(0xE3, {0, 0, 0, 0x99})}}, -1,
+         {"temp 250 -> 256\n", "2:1 failed, no data, 0\n"}, {5, 0x00330100, 0x00440102}},  // stops at the silence
     };
+    // clang-format on
+    const std::string poll = "ptzsvr(INOSV900_get_sensor_data) : ";
     for (const Row& r : rows) {
-        SCOPED_TRACE(r.name);
         for (const auto& [type, bytes] : r.change) answers[type] = bytes;
         std::map<uint8_t, Bytes> given;
         for (const auto& [type, bytes] : answers)
@@ -155,10 +120,9 @@ TEST_F(InosV900, SensorPollLogsChangesAndPacksTheReportWords) {
         for (const std::string& l : board.logs())
             if (l.rfind(poll, 0) == 0) lines.push_back(l.substr(poll.size()));
         EXPECT_EQ(lines, r.logs);
-        quiet();
+        silence(board, *d);
         handle(3, CmdBuilder(0xE0A6, 3));
-        EXPECT_EQ(last_report(), bytes(build_report(0, 3, 0, r.words[0], r.words[1], r.words[2])));
-        quiet();
+        EXPECT_EQ(report(), bytes(build_report(0, 3, 0, r.words[0], r.words[1], r.words[2])));
     }
 }
 
@@ -167,7 +131,7 @@ TEST_F(InosV900, FirmwareVersion) {
     EXPECT_EQ(INOSV900_check_fw_version(*d, 2, 1), 42);
     EXPECT_EQ(writes(), std::vector<Bytes>{ext(0x83, {})});
     EXPECT_TRUE(logged("ptzsvr(INOSV900_check_fw_version) : ret is 11, 01:02:03 -> 42\n"));
-    quiet();
+    silence(board, *d);
     answer({{0x8B, ext(0x8B, {1, 2, 3, 0, 0, 42})}}, 1200000);  // more than 0.9 s after the wait began
     EXPECT_EQ(INOSV900_check_fw_version(*d, 2, 1), 0);
 }
