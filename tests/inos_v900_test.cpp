@@ -47,12 +47,15 @@ TEST_F(InosV900, PresetsAskForTheSwitchesOnTimeLateNoisyCorruptTwiceOrNever) {
     Bytes bad = good, noisy{0xFF, 0x01, 0x00, 0x9A, 0xFF};
     bad[10] ^= 1;
     noisy.insert(noisy.end(), good.begin(), good.end());
-    // clang-format off
     const std::pair<Script, uint32_t> rows[] = {
-        {{{20000, good}}, 0x1234}, {{{20000, noisy}}, 0x1234}, {{{20000, good}, {20000, ext(0x9B, {0, 0, 0x56, 0x78})}}, 0x1234},
-        {{{20000, bad}}, 0}, {{{950000, good}}, 0}, {{}, 0}, {stream(2000000, Bytes(11, 0xFF)), 0},
+        {{{20000, good}}, 0x1234},
+        {{{20000, noisy}}, 0x1234},
+        {{{20000, good}, {20000, ext(0x9B, {0, 0, 0x56, 0x78})}}, 0x1234},
+        {{{20000, bad}}, 0},
+        {{{950000, good}}, 0},
+        {{}, 0},
+        {stream(2000000, Bytes(11, 0xFF)), 0},
     };
-    // clang-format on
     for (const auto& [script, switches] : rows) {
         d->drv = {};
         answer_writes(board, script, [](const Bytes& f) { return f.size() == 11; });
@@ -97,15 +100,18 @@ TEST_F(InosV900, SensorPollLogsChangesAndPacksTheReportWords) {
         std::vector<std::string> logs;  // every line that told a change or a failure
         std::array<uint32_t, 3> words;  // the report after the poll
     };
-    // clang-format off
     const Row rows[] = {
-        {{}, 0, {"sensor 0 -> 7, switch 0 -> 5\n", "temp 0 -> -250\n", "humm 0 -> 258\n", "dust 0 -> 51\n", "dust 0 -> 68\n"},
+        {{},
+         0,
+         {"sensor 0 -> 7, switch 0 -> 5\n", "temp 0 -> -250\n", "humm 0 -> 258\n", "dust 0 -> 51\n",
+          "dust 0 -> 68\n"},
          {5, 0x0033FF06, 0x00440102}},  // a negative temperature, and every value new
         {{{0xAB, ext(0xAB, {0, 1, 0x00, 0xFA})}}, 0, {"temp -250 -> 250\n"}, {5, 0x003300FA, 0x00440102}},
-        {{{0xAB, ext(0xAB, {0, 1, 0x01, 0x00})}, {0xBB, {}}, {0xE3, ext(0xE3, {0, 0, 0, 0x99})}}, -1,
-         {"temp 250 -> 256\n", "2:1 failed, no data, 0\n"}, {5, 0x00330100, 0x00440102}},  // stops at the silence
+        {{{0xAB, ext(0xAB, {0, 1, 0x01, 0x00})}, {0xBB, {}}, {0xE3, ext(0xE3, {0, 0, 0, 0x99})}},
+         -1,
+         {"temp 250 -> 256\n", "2:1 failed, no data, 0\n"},
+         {5, 0x00330100, 0x00440102}},  // stops at the silence
     };
-    // clang-format on
     const std::string poll = "ptzsvr(INOSV900_get_sensor_data) : ";
     for (const Row& r : rows) {
         for (const auto& [type, bytes] : r.change) answers[type] = bytes;

@@ -18,17 +18,17 @@ using Orx1000 = DaemonTest;
 TEST_F(Orx1000, Frames) {
     channel(0, 2, 0x1500, 123);
     start();
-    // clang-format off
     const std::pair<Bytes, std::vector<Bytes>> rows[] = {
-        {mv(0x20, 0x20), {orx(0, 0x46)}}, {mv(0x40, 0x3F), {orx(0, 0x40)}}, {mv(0x40, 0x3E), {orx(0, 0x42)}},
-        {mv(0x60, 0x41), {orx(0, 0x49)}}, {mv(0x40, 0, 1), {orx(0xA0, 0)}}, {mv(0x41, 0, 1), {orx(0xA3, 0)}},
-        {mv(0x40, 0, 2), {orx(0xAC, 0)}}, {mv(0x41, 0, 2), {orx(0xAF, 0)}}, {mv(0x60, 0x60, 3), {orx(0, 0)}},
-        {aux(1, true), {orx(0x6B, 0)}}, {aux(2, false), {orx(0x6C, 0)}}, {aux(11, true), {orx(0x63, 0)}},
-        {aux(12, false), {orx(0x64, 0)}}, {aux(13, true), {orx(0x5F, 0)}}, {aux(5, true), {orx(0, 0)}},
-        {CmdBuilder(0xE014).arg16(3), {}}, {aux(13, false), {orx(0, 0x44)}},
-        {CmdBuilder(0xE013), {orx(0, 0x40), orx(0, 0x40)}},
+        {mv(0x20, 0x20), {orx(0, 0x46)}}, {mv(0x40, 0x3F), {orx(0, 0x40)}},
+        {mv(0x40, 0x3E), {orx(0, 0x42)}}, {mv(0x60, 0x41), {orx(0, 0x49)}},
+        {mv(0x40, 0, 1), {orx(0xA0, 0)}}, {mv(0x41, 0, 1), {orx(0xA3, 0)}},
+        {mv(0x40, 0, 2), {orx(0xAC, 0)}}, {mv(0x41, 0, 2), {orx(0xAF, 0)}},
+        {mv(0x60, 0x60, 3), {orx(0, 0)}}, {aux(1, true), {orx(0x6B, 0)}},
+        {aux(2, false), {orx(0x6C, 0)}},  {aux(11, true), {orx(0x63, 0)}},
+        {aux(12, false), {orx(0x64, 0)}}, {aux(13, true), {orx(0x5F, 0)}},
+        {aux(5, true), {orx(0, 0)}},      {CmdBuilder(0xE014).arg16(3), {}},
+        {aux(13, false), {orx(0, 0x44)}}, {CmdBuilder(0xE013), {orx(0, 0x40), orx(0, 0x40)}},
     };
-    // clang-format on
     for (const auto& [cmd, frames] : rows) {
         board.clear_calls();
         handle(0, cmd);
@@ -81,18 +81,24 @@ protected:
 };
 
 TEST_F(Hunt, FramesSpeedLimitStopAndPresets) {
-    // clang-format off
     const std::pair<Bytes, std::vector<Bytes>> rows[] = {
-        {mv(0x40, 0x40), {}}, {mv(0x60, 0x40), {hunt(4, 0x80)}}, {mv(0x7F, 0x40), {hunt(4, 239)}},  // 0xFC -> 239
-        {mv(0x00, 0x40), {hunt(3, 1)}},  // 0x40 * 4 wraps to 0: the slowest speed
-        {mv(0x70, 0x10), {hunt(8, 0xC0)}}, {mv(0x41, 0, 1), {hunt(11, 4)}}, {mv(0x40, 0, 1), {hunt(0, 1)}},
-        {mv(0x30, 0, 2), {hunt(14, 0x40)}}, {mv(0x40, 0, 3), {hunt(10, 1)}},
+        {mv(0x40, 0x40), {}},
+        {mv(0x60, 0x40), {hunt(4, 0x80)}},
+        {mv(0x7F, 0x40), {hunt(4, 239)}},  // 0xFC -> 239
+        {mv(0x00, 0x40), {hunt(3, 1)}},    // 0x40 * 4 wraps to 0: the slowest speed
+        {mv(0x70, 0x10), {hunt(8, 0xC0)}},
+        {mv(0x41, 0, 1), {hunt(11, 4)}},
+        {mv(0x40, 0, 1), {hunt(0, 1)}},
+        {mv(0x30, 0, 2), {hunt(14, 0x40)}},
+        {mv(0x40, 0, 3), {hunt(10, 1)}},
         {mv(0x50, 0x70, 6), {hunt(0, 0xC0)}},  // no such action: command 0 at the pan/tilt speed
-        {CmdBuilder(0xE014).arg16(0x1234), {hunt(0x76, 0x34)}}, {CmdBuilder(0xE020).action(0x105), {hunt(0x75, 5)}},
+        {CmdBuilder(0xE014).arg16(0x1234), {hunt(0x76, 0x34)}},
+        {CmdBuilder(0xE020).action(0x105), {hunt(0x75, 5)}},
         {aux(1, true), {hunt(0, 0)}},
-        {CmdBuilder(0xE013), {hunt(1, 0), hunt(2, 0), hunt(3, 0), hunt(4, 0), hunt(11, 0), hunt(12, 0), hunt(13, 0), hunt(14, 0)}},
+        {CmdBuilder(0xE013),
+         {hunt(1, 0), hunt(2, 0), hunt(3, 0), hunt(4, 0), hunt(11, 0), hunt(12, 0), hunt(13, 0),
+          hunt(14, 0)}},
     };
-    // clang-format on
     for (const auto& [cmd, frames] : rows) {
         board.clear_calls();
         handle(0, cmd);
@@ -133,15 +139,17 @@ protected:
 };
 
 TEST_F(Inos, MovesArePulses) {
-    // clang-format off
     const std::pair<Bytes, std::vector<Bytes>> rows[] = {
-        {mv(0x60, 0x48), {pd(0x02, 0x30, 0), pd(0, 0, 0)}}, {mv(0x40, 0x40), {pd(0x10, 0, 0x30), pd(0, 0, 0)}},
-        {mv(0x30, 0x58), {pd(0x08, 0, 0x30), pd(0, 0, 0)}}, {mv(0x20, 0x38), {pd(0x04, 0x30, 0), pd(0, 0, 0)}},
-        {mv(0x40, 0, 1), {pd(0x40, 0, 0), pd(0, 0, 0)}}, {mv(0x41, 0, 1), {pd(0x20, 0, 0), pd(0, 0, 0)}},
-        {CmdBuilder(0xE0A6, 2), {pd(0, 0, 0)}}, {CmdBuilder(0xE013, 2), {}},  // a move stops by itself
+        {mv(0x60, 0x48), {pd(0x02, 0x30, 0), pd(0, 0, 0)}},
+        {mv(0x40, 0x40), {pd(0x10, 0, 0x30), pd(0, 0, 0)}},
+        {mv(0x30, 0x58), {pd(0x08, 0, 0x30), pd(0, 0, 0)}},
+        {mv(0x20, 0x38), {pd(0x04, 0x30, 0), pd(0, 0, 0)}},
+        {mv(0x40, 0, 1), {pd(0x40, 0, 0), pd(0, 0, 0)}},
+        {mv(0x41, 0, 1), {pd(0x20, 0, 0), pd(0, 0, 0)}},
+        {CmdBuilder(0xE0A6, 2), {pd(0, 0, 0)}},
+        {CmdBuilder(0xE013, 2), {}},                         // a move stops by itself
         {mv(0x10, 0x10, 2), {pd(0x20, 0, 0), pd(0, 0, 0)}},  // no word of its own: the last one again
     };
-    // clang-format on
     for (const auto& [cmd, frames] : rows) {
         board.clear_calls();
         handle(2, cmd);
@@ -162,16 +170,21 @@ TEST_F(Inos, PanAnswerOnTimeLateNoisyTwiceOrNever) {
         uint32_t pan;
         const char* dump;  // from the rlen line on
     };
-    // clang-format off
     const Row rows[] = {
         {{{30000, {0xFF, 0x05, 0x2A, 0x00}}}, 0x2A, "PTZSVR : rlen is 0\nff 05 2a 00 00 00 00 \n pan : 2a\n"},
-        {{{30000, {0x01, 0x02, 0xFF, 0x05, 0x2B, 0x00}}}, 0x2B, "PTZSVR : rlen is 2\nff 05 2b 00 00 00 00 \n"},
-        {{{30000, {0xFF, 0x05, 0x2C, 0x99}}, {40000, {0xFF, 0x05, 0x11, 0}}}, 0x2C, "rlen is 0\n"},  // no sum is checked
-        {{{30000, {0xFF, 0x05}}}, 0, "PTZSVR : rlen is 2\n00 00 00 00 00 00 00 \n"},  // short: the count, zeros behind
-        {{}, 0, "PTZSVR : rlen is 0\n"}, {{{2200000, {0xFF, 0x05, 0x2E, 0x00}}}, 0, "PTZSVR : rlen is 0\n"},
+        {{{30000, {0x01, 0x02, 0xFF, 0x05, 0x2B, 0x00}}},
+         0x2B,
+         "PTZSVR : rlen is 2\nff 05 2b 00 00 00 00 \n"},
+        {{{30000, {0xFF, 0x05, 0x2C, 0x99}}, {40000, {0xFF, 0x05, 0x11, 0}}},
+         0x2C,
+         "rlen is 0\n"},  // no sum is checked
+        {{{30000, {0xFF, 0x05}}},
+         0,
+         "PTZSVR : rlen is 2\n00 00 00 00 00 00 00 \n"},  // short: the count, zeros behind
+        {{}, 0, "PTZSVR : rlen is 0\n"},
+        {{{2200000, {0xFF, 0x05, 0x2E, 0x00}}}, 0, "PTZSVR : rlen is 0\n"},
         {stream(3000000, {0x33}), 0, "PTZSVR : rlen is 128\n"},  // keeps sending: the time limit
     };
-    // clang-format on
     for (const Row& r : rows) {
         answer_writes(board, r.replies, [](const Bytes& f) { return f[3] == 0; });
         const int64_t t0 = board.now();

@@ -24,23 +24,25 @@ protected:
 };
 
 TEST_F(Smartfarm, TheWordAccumulatesUntilAStop) {
-    // clang-format off
     const std::pair<std::vector<Bytes>, std::vector<Bytes>> rows[] = {
         {{mv(0x30, 0x50)}, {pd(0x0C, 0x10, 0x10)}},
-        {{mv(0x20, 0x40), mv(0x40, 0x30)}, {pd(0x04, 0x20, 0), pd(0x14, 0x20, 0x10)}},  // down keeps the pan speed
-        {{mv(0x20, 0x40), mv(0x50, 0x40)}, {pd(0x04, 0x20, 0), pd(0x06, 0x10, 0)}},     // left then right: both bits
-        {{mv(0x20, 0x40), mv(63, 63)}, {pd(0x04, 0x20, 0), pd(0x04, 0x20, 0)}},         // on a diagonal: no change
-        {{mv(0x70, 0, 1)}, {pd(0x25, 0, 3), pd(0x20, 0, 0)}}, {{mv(0x40, 0, 1)}, {pd(0x25, 0, 0), pd(0x40, 0, 0)}},
+        {{mv(0x20, 0x40), mv(0x40, 0x30)},
+         {pd(0x04, 0x20, 0), pd(0x14, 0x20, 0x10)}},  // down keeps the pan speed
+        {{mv(0x20, 0x40), mv(0x50, 0x40)},
+         {pd(0x04, 0x20, 0), pd(0x06, 0x10, 0)}},                                // left then right: both bits
+        {{mv(0x20, 0x40), mv(63, 63)}, {pd(0x04, 0x20, 0), pd(0x04, 0x20, 0)}},  // on a diagonal: no change
+        {{mv(0x70, 0, 1)}, {pd(0x25, 0, 3), pd(0x20, 0, 0)}},
+        {{mv(0x40, 0, 1)}, {pd(0x25, 0, 0), pd(0x40, 0, 0)}},
         {{mv(0x50, 0, 2)}, {pd(0x27, 0, 1), pd(0x100, 0, 0)}},
         {{mv(0x20, 0x40), mv(0x00, 0, 2)}, {pd(0x04, 0x20, 0), pd(0x27, 0, 4), pd(0x84, 0x20, 0)}},
         {{mv(0x20, 0x40), mv(0x40, 0, 3)}, {pd(0x04, 0x20, 0), pd(0x400, 0, 0)}},  // iris replaces the word
         {{mv(0x41, 0, 3)}, {pd(0x200, 0, 0)}},
         {{mv(0x20, 0x40, 0, 1), mv(0x40, 0x60)}, {pd(0x04, 0x20, 0), pd(0, 0, 0), pd(0x08, 0, 0x20)}},
         {{mv(0x20, 0x40), mv(0x10, 0x10, 5)}, {pd(0x04, 0x20, 0), pd(0x04, 0x20, 0)}},  // no such action
-        {{mv(0x20, 0x40), CmdBuilder(0xE013), mv(0x40, 0x60)}, {pd(0x04, 0x20, 0), pd(0, 0, 0), pd(0x08, 0, 0x20)}},
+        {{mv(0x20, 0x40), CmdBuilder(0xE013), mv(0x40, 0x60)},
+         {pd(0x04, 0x20, 0), pd(0, 0, 0), pd(0x08, 0, 0x20)}},
         {{CmdBuilder(0xE014).arg16(3)}, {}},
     };
-    // clang-format on
     for (const auto& [cmds, frames] : rows) {
         d->drv = {};
         board.clear_calls();
@@ -59,15 +61,18 @@ TEST_F(Smartfarm, StatusAfterAStop) {
     noisy.insert(noisy.end(), status.begin(), status.end());
     std::string zeros;
     for (int i = 0; i < 20; ++i) zeros += "00 ";
-    // clang-format off
-    const std::pair<Script, std::string> rows[] = {  // what is logged from the rlen line on
+    const std::pair<Script, std::string> rows[] = {
+        // what is logged from the rlen line on
         {{{20000, status}}, "SMARTFARM : rlen is 0\n"},  // found at 0: nothing dumped
-        {{{20000, noisy}}, "SMARTFARM : rlen is 2\nff 09 "}, {{{20000, status}, {20000, status}}, "SMARTFARM : rlen is 0\n"},
-        {{{20000, {0xFF, 0x09, 0x00}}}, "SMARTFARM : rlen is 3\n00 00 00 "},  // short: the count, zeros behind it
-        {{{2100000, status}}, "SMARTFARM : rlen is 0\n"}, {{}, "SMARTFARM : rlen is 0\n"},
-        {stream(3000000, {0x55}), "SMARTFARM : rlen is 128\n" + zeros},  // keeps sending: the buffer's 128 bytes
+        {{{20000, noisy}}, "SMARTFARM : rlen is 2\nff 09 "},
+        {{{20000, status}, {20000, status}}, "SMARTFARM : rlen is 0\n"},
+        {{{20000, {0xFF, 0x09, 0x00}}},
+         "SMARTFARM : rlen is 3\n00 00 00 "},  // short: the count, zeros behind it
+        {{{2100000, status}}, "SMARTFARM : rlen is 0\n"},
+        {{}, "SMARTFARM : rlen is 0\n"},
+        {stream(3000000, {0x55}),
+         "SMARTFARM : rlen is 128\n" + zeros},  // keeps sending: the buffer's 128 bytes
     };
-    // clang-format on
     for (const auto& [script, tail] : rows) {
         answer_writes(board, script);
         const int64_t t0 = board.now();
