@@ -167,37 +167,27 @@ TEST_F(Wkc, SetPositionAsksFirstForTheValuesItKeeps) {
         f.push_back(static_cast<uint8_t>(s));
         return f;
     };
-    struct Row {
-        const Head* head;
-        int32_t p, t, z;
-        bool answers;
-        std::vector<Bytes> frames;
+    const auto at = [](int32_t p, int32_t t, int32_t z) {
+        return CmdBuilder(0xE0A4).pos(static_cast<uint32_t>(p), static_cast<uint32_t>(t),
+                                      static_cast<uint32_t>(z));
     };
-    const Row rows[] = {
-        {&kEz, 900, 0, 0, true, {sum({0x5E, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1})}},
-        {&kF2e, 3599, 45, 7, true, {sum({0xAA, 0x50, 0x01, 0x71, 0, 0, 0x01, 0xE0, 0, 7})}},
-        // a negative value keeps the head's own: ask first; the frame then starts with AA, on EZ too
-        {&kEz,
-         0,
-         -1,
-         9,
-         true,
-         {frame(kEz, 1, {0x40}), sum({0xAA, 0x10, 0x01, 0xFF, 0x95, 0xFA, 0x01, 0xE0, 0, 9})}},
-        {&kF2e,
-         -5,
-         0,
-         -1,
-         true,
-         {frame(kF2e, 1, {0x40}), sum({0xAA, 0x50, 0x01, 0x71, 0x70, 0x79, 0, 0, 2, 3})}},
-        {&kEz, 10, -1, 0, false, {frame(kEz, 1, {0x40})}},  // no answer to the question: nothing more
+    const Bytes ask_ez = frame(kEz, 1, {0x40}), ask_f2e = frame(kF2e, 1, {0x40});
+    // A negative value keeps the head's own: ask first; the frame then starts with AA, on EZ too. No answer
+    // to the question: nothing more.
+    const std::tuple<const Head*, Bytes, bool, std::vector<Bytes>> rows[] = {
+        // head, command, answers, frames
+        {&kEz, at(900, 0, 0), true, {sum({0x5E, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1})}},
+        {&kF2e, at(3599, 45, 7), true, {sum({0xAA, 0x50, 0x01, 0x71, 0, 0, 0x01, 0xE0, 0, 7})}},
+        {&kEz, at(0, -1, 9), true, {ask_ez, sum({0xAA, 0x10, 0x01, 0xFF, 0x95, 0xFA, 0x01, 0xE0, 0, 9})}},
+        {&kF2e, at(-5, 0, -1), true, {ask_f2e, sum({0xAA, 0x50, 0x01, 0x71, 0x70, 0x79, 0, 0, 2, 3})}},
+        {&kEz, at(10, -1, 0), false, {ask_ez}},
     };
-    for (const Row& r : rows) {
-        boot(*r.head, 1);
-        answer_writes(board, r.answers ? Script{{1000, kPosition}} : Script{},
+    for (const auto& [head, cmd, answers, frames] : rows) {
+        boot(*head, 1);
+        answer_writes(board, answers ? Script{{1000, kPosition}} : Script{},
                       [](const Bytes& f) { return f.size() == 5; });
-        handle(0, CmdBuilder(0xE0A4).pos(static_cast<uint32_t>(r.p), static_cast<uint32_t>(r.t),
-                                         static_cast<uint32_t>(r.z)));
-        EXPECT_EQ(writes(), r.frames) << r.p;
+        handle(0, cmd);
+        EXPECT_EQ(writes(), frames);
         silence(board, *d);
     }
 }
