@@ -176,11 +176,11 @@ TEST_F(HostRunnerTest, FramesReachTheTerminalWithTheFilesSettingsAlsoAfterSigusr
 }
 
 // ORX1000 in real time: a move is sent, then re-sent twice by the main loop,
-// and then the line is quiet. The loop spaces its re-sends by more than
-// 100 ms of its own clock readings; the writes that follow each reading after
-// the 10 ms transmit enable carry that sleep's jitter, so the trace's write
-// times are allowed 0.5 ms of it (the virtual-clock test checks the strict
-// spacing).
+// and then the line is quiet. The loop re-sends once more than 100 ms of its
+// clock have passed since the first send's stamp (taken after its 25 ms of
+// line time) or since the last re-send; the trace's log records follow those
+// clock readings within microseconds (0.5 ms allowed for a busy machine),
+// whereas the writes follow a 10 ms transmit-enable sleep and carry its jitter.
 TEST_F(HostRunnerTest, Orx1000MoveIsRepeatedTwiceInRealTime) {
     Bytes move(28, 0);  // msg_id 0xE011 on channel 1, pan left with tilt down
     move[0] = 0x11, move[1] = 0xE0, move[4] = 24, move[8] = 1, move[12] = 0x20, move[13] = 0x20;
@@ -189,16 +189,15 @@ TEST_F(HostRunnerTest, Orx1000MoveIsRepeatedTwiceInRealTime) {
     Bytes three;
     for (int i = 0; i < 3; ++i) three.insert(three.end(), frame.begin(), frame.end());
     EXPECT_EQ(line_bytes(), three);
-    std::vector<long long> at;
+    std::vector<long long> at;  // the first write, then each re-send's log record
     std::istringstream text(slurp("trace.jsonl"));
     for (std::string line; std::getline(text, line);)
-        if (line.find(R"("op":"write")") != std::string::npos &&
-            line.find("1123320046ac") != std::string::npos)
+        if ((at.empty() && line.find("1123320046ac") != std::string::npos) ||
+            line.find("call eptz_handler by repeat_count") != std::string::npos)
             at.push_back(std::stoll(line.substr(line.find(R"("t":)") + 4)));
     ASSERT_EQ(at.size(), 3u);
-    EXPECT_GT(at[1] - at[0], 100000 + 25000);  // the first stamp follows the 25 ms line time
+    EXPECT_GT(at[1] - at[0], 100000 + 25000);
     EXPECT_GT(at[2] - at[1], 100000 - 500);
-    EXPECT_EQ(in_trace({R"("op":"log")", "call eptz_handler by repeat_count(1)"}), 1);
 }
 
 }  // namespace
