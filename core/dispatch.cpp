@@ -23,39 +23,39 @@ constexpr DriverEntry kDrivers[] = {
     {0x304, nullptr, LineArg::port},                   // C1080PT WONWOO mode 1
     {0x305, nullptr, LineArg::port},                   // C1080PT WONWOO mode 0
     {0x306, nullptr, LineArg::port},                   // C1080PT WONWOO mode 3
-    {0x500, nullptr, LineArg::port},                   // ravel menu protocol
-    {0x501, nullptr, LineArg::port},                   //
-    {0x600, nullptr, LineArg::port},                   // CRR1600
-    {0x800, nullptr, LineArg::port},                   // DMax
-    {0x801, nullptr, LineArg::port},                   // HUNT
+    {0x500, PTZAction_Ravel, LineArg::port},           // ravel menu protocol
+    {0x501, PTZAction_Model501, LineArg::port},        //
+    {0x600, PTZAction_CRR1600, LineArg::port},         // CRR1600
+    {0x800, PTZAction_DMax, LineArg::port},            // DMax
+    {0x801, PTZAction_HUNT, LineArg::port},            // HUNT
     {0x802, nullptr, LineArg::port},                   // ScanDome
-    {0x803, nullptr, LineArg::port},                   //
+    {0x803, PTZAction_Model803, LineArg::port},        //
     {0x804, nullptr, LineArg::port},                   // scandome2 (HTX keyboard)
-    {0x805, nullptr, LineArg::port},                   //
+    {0x805, PTZAction_Model805, LineArg::port},        //
     {0x808, PTZAction_HIKC, LineArg::channel},         // HIK-C (coax)
     {0x809, PTZAction_HDA, LineArg::channel},          // HDA (coax)
-    {0x900, nullptr, LineArg::port},                   // INOS
-    {0x901, nullptr, LineArg::port},                   // INOS-V900
-    {0x1100, nullptr, LineArg::port},                  //
+    {0x900, PTZAction_INOS, LineArg::port},            // INOS
+    {0x901, PTZAction_INOSV900, LineArg::port},        // INOS-V900
+    {0x1100, PTZAction_Model1100, LineArg::port},      //
     {0x1200, nullptr, LineArg::port},                  //
     {0x1300, nullptr, LineArg::port},                  //
-    {0x1400, nullptr, LineArg::port},                  // EZ (WKC keyboard)
-    {0x1500, nullptr, LineArg::port},                  // ORX1000
+    {0x1400, PTZAction_EZ, LineArg::port},             // EZ (WKC keyboard)
+    {0x1500, PTZAction_ORX1000, LineArg::port},        // ORX1000
     {0x1600, PTZAction_PelcoD, LineArg::pelco_d},      // Pelco-D, or PELCO_D_TVI
     {0x1601, PTZAction_PelcoP, LineArg::port},         // Pelco-P
     {0x1602, PTZAction_Panasonic, LineArg::port},      // Panasonic
-    {0x1800, nullptr, LineArg::port},                  // RVision
+    {0x1800, PTZAction_RVision, LineArg::port},        // RVision
     {0x1900, nullptr, LineArg::port},                  // SPD
     {0x1901, nullptr, LineArg::port},                  // SRX-100B
-    {0x1902, nullptr, LineArg::port},                  //
+    {0x1902, PTZAction_Model1902, LineArg::port},      //
     {0x1903, nullptr, LineArg::port},                  // SJ
     {0x1904, PTZAction_SamsungE, LineArg::port},       // Samsung-E (SCC641)
-    {0x2000, nullptr, LineArg::port},                  // Tokina
+    {0x2000, PTZAction_Tokina, LineArg::port},         // Tokina
     {0x2200, nullptr, LineArg::port},                  //
     {0x2201, nullptr, LineArg::port},                  // SPD with sequences and digital zoom
     {0x2202, PTZAction_Vicon, LineArg::port},          // Vicon
-    {0x2300, nullptr, LineArg::port},                  // F2E (WKC keyboard)
-    {0x2301, nullptr, LineArg::port},                  // F2E (WKC keyboard)
+    {0x2300, PTZAction_F2E, LineArg::port},            // F2E (WKC keyboard)
+    {0x2301, PTZAction_F2E, LineArg::port},            // F2E (WKC keyboard)
     {0x2302, PTZAction_C1080B, LineArg::port},         // C1080B
     {0x2303, PTZAction_C1080B, LineArg::port},         // C1080B
 };

@@ -16,11 +16,11 @@ ReportMsg build_report(int32_t requester, uint32_t channel, uint32_t status, uin
     return m;
 }
 
-void send_position_report(Daemon& d, int32_t requester, uint32_t channel, uint32_t status, uint32_t v0,
-                          uint32_t v1, uint32_t v2) {
+int send_position_report(Daemon& d, int32_t requester, uint32_t channel, uint32_t status, uint32_t v0,
+                         uint32_t v1, uint32_t v2) {
     ReportMsg m = build_report(requester, channel, status, v0, v1, v2);
     ReportArg arg{static_cast<uint32_t>(m.size()), m.data()};
-    d.os.ioctl_ptr(d.con2rec_fd, req::report, &arg);
+    return d.os.ioctl_ptr(d.con2rec_fd, req::report, &arg);
 }
 
 }  // namespace ptz

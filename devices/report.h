@@ -24,6 +24,7 @@ static_assert(report_tag(0) == 0 && report_tag(1) == 1 && report_tag(2) == -1 &&
 
 ReportMsg build_report(int32_t requester, uint32_t channel, uint32_t status, uint32_t v0, uint32_t v1,
                        uint32_t v2);
-void send_position_report(Daemon& d, int32_t requester, uint32_t channel, uint32_t status, uint32_t v0,
-                          uint32_t v1, uint32_t v2);
+// Returns the result of the ioctl that hands the report to the recorder.
+int send_position_report(Daemon& d, int32_t requester, uint32_t channel, uint32_t status, uint32_t v0,
+                         uint32_t v1, uint32_t v2);
 }  // namespace ptz

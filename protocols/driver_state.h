@@ -14,6 +14,20 @@ struct PelcoDState {
     void reset() { *this = PelcoDState{}; }
 };
 
+// EZ and F2E: the last pan and tilt speed bytes, carried on by zoom, focus
+// and iris commands.
+struct WkcSpeeds {
+    uint8_t pan = 0;
+    uint8_t tilt = 0;
+};
+
+// INOS-V900: the values last read from the head, and the ones last logged.
+struct InosV900State {
+    int32_t switch_status = 0, temperature = 0, humidity = 0, dust1 = 0, dust2 = 0;
+    int32_t logged_sensor = 0, logged_switch = 0, logged_temperature = 0, logged_humidity = 0;
+    int32_t logged_dust1 = 0, logged_dust2 = 0;
+};
+
 struct DriverStates {
     PelcoDState pelcod;      // RS-485 Pelco-D
     PelcoDState pelcod_tvi;  // Pelco-D over TVI coax
@@ -23,6 +37,10 @@ struct DriverStates {
     uint8_t c1080b_pan_speed = 0;
     uint8_t c1080b_tilt_speed = 0;
     int32_t upgrade_progress = 0;  // camera firmware upgrade: last percentage logged
+    WkcSpeeds ez, f2e;
+    uint16_t inos_word = 0;  // INOS: the movement word, re-sent by actions it has no word for
+    InosV900State inos_v900;
+    PelcoDState smartfarm;  // SMARTFARM: word, pan and tilt speed, accumulated until a stop
 };
 
 }  // namespace ptz

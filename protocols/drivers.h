@@ -27,5 +27,25 @@ void PTZAction_HDA(Daemon& d, int channel, uint16_t addr, uint8_t* cmd);
 void PTZAction_C1080B(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTC107_PTZ(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTC203_PTZ(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+// Devices that answer or repeat.
+void PTZAction_EZ(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_F2E(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_ORX1000(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_HUNT(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_INOS(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_INOSV900(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_SMARTFARM(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+// Models whose camera protocol has no encoder yet: they log what they
+// received and put nothing on the line.
+void PTZAction_Ravel(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_Model501(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_CRR1600(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_DMax(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_Model803(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_Model805(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_Model1100(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_RVision(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_Model1902(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_Tokina(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 
 }  // namespace ptz

@@ -41,6 +41,9 @@ std::string conf_image(const Settings& s) {
     img.replace(0, 4, "\x78\x56\x34\x12");
     img[2990] = 2, img[2996] = 1, img[2999] = 0x16;  // port 2, address 1, model 0x1600
     img[2992] = s.baud, img[2993] = s.stop, img[2995] = s.parity;
+    // Channel 1: an ORX1000 head on the same line, address 123, the same settings.
+    img.replace(4016 + 2990, 10, img.substr(2990, 10));
+    img[4016 + 2996] = 123, img[4016 + 2999] = 0x15;  // model 0x1500
     return img;
 }
 
@@ -170,6 +173,31 @@ TEST_F(HostRunnerTest, FramesReachTheTerminalWithTheFilesSettingsAlsoAfterSigusr
     };
     for (const auto& [parts, least] : wanted) EXPECT_GE(in_trace(parts), least) << parts[0];
     EXPECT_NE(slurp("stderr.txt").find('\n'), std::string::npos);
+}
+
+// ORX1000 in real time: a move is sent, then re-sent twice by the main loop,
+// and then the line is quiet. The loop re-sends once more than 100 ms of its
+// clock have passed since the first send's stamp (taken after its 25 ms of
+// line time) or since the last re-send; the trace's log records follow those
+// clock readings within microseconds (0.5 ms allowed for a busy machine),
+// whereas the writes follow a 10 ms transmit-enable sleep and carry its jitter.
+TEST_F(HostRunnerTest, Orx1000MoveIsRepeatedTwiceInRealTime) {
+    Bytes move(28, 0);  // msg_id 0xE011 on channel 1, pan left with tilt down
+    move[0] = 0x11, move[1] = 0xE0, move[4] = 24, move[8] = 1, move[12] = 0x20, move[13] = 0x20;
+    send(move);
+    const Bytes frame{0x11, 0x23, 0x32, 0x00, 0x46, 0xAC};
+    Bytes three;
+    for (int i = 0; i < 3; ++i) three.insert(three.end(), frame.begin(), frame.end());
+    EXPECT_EQ(line_bytes(), three);
+    std::vector<long long> at;  // the first write, then each re-send's log record
+    std::istringstream text(slurp("trace.jsonl"));
+    for (std::string line; std::getline(text, line);)
+        if ((at.empty() && line.find("1123320046ac") != std::string::npos) ||
+            line.find("call eptz_handler by repeat_count") != std::string::npos)
+            at.push_back(std::stoll(line.substr(line.find(R"("t":)") + 4)));
+    ASSERT_EQ(at.size(), 3u);
+    EXPECT_GT(at[1] - at[0], 100000 + 25000 - 500);
+    EXPECT_GT(at[2] - at[1], 100000 - 500);
 }
 
 }  // namespace

@@ -1,0 +1,146 @@
+#include "devices/inos_v900.h"
+
+#include <map>
+
+#include "devices/report.h"
+#include "protocols/rs485/pelco_d.h"
+#include "tests/scripted_line.h"
+
+namespace ptz::test {
+namespace {
+
+// FF 01 status type d4..d9 sum of bytes 1..9: requests (status 0) and answers alike.
+Bytes ext(uint8_t type, Bytes data, uint8_t status = 0) {
+    Bytes f{0xFF, 0x01, status, type};
+    for (uint8_t b : data) f.push_back(b);
+    f.resize(10, 0);
+    unsigned sum = 0;
+    for (size_t i = 1; i < 10; ++i) sum += f[i];
+    f.push_back(static_cast<uint8_t>(sum));
+    return f;
+}
+
+class InosV900 : public DaemonTest {
+protected:
+    void SetUp() override {
+        channel(3, 2, 0x901, 1);
+        start();
+    }
+    // The head answers each request 20 ms after it (or `delay_us`) with the answer of its type.
+    void answer(std::map<uint8_t, Bytes> answers, int64_t delay_us = 20000) {
+        board.on_write = [answers, delay_us](SimBoard& b, const std::string& dev, const Bytes& f) {
+            static const std::map<uint8_t, uint8_t> kAnswerType = {{0x93, 0x9B}, {0xA3, 0xAB}, {0xB3, 0xBB},
+                                                                   {0xE0, 0xE1}, {0xE2, 0xE3}, {0x83, 0x8B}};
+            const auto type = kAnswerType.find(f[3]);
+            const auto it = type == kAnswerType.end() ? answers.end() : answers.find(type->second);
+            if (f.size() == 11 && it != answers.end()) b.queue_reply(dev, b.now() + delay_us, it->second);
+        };
+    }
+    Bytes report() const {
+        const auto r = board.find("ioctl", "/dev/con2rec");
+        return r.empty() ? Bytes{} : r.back()->data;
+    }
+};
+
+TEST_F(InosV900, PresetsAskForTheSwitchesOnTimeLateNoisyCorruptTwiceOrNever) {
+    const Bytes good = ext(0x9B, {0, 0, 0x12, 0x34});
+    Bytes bad = good, noisy{0xFF, 0x01, 0x00, 0x9A, 0xFF};
+    bad[10] ^= 1;
+    noisy.insert(noisy.end(), good.begin(), good.end());
+    const std::pair<Script, uint32_t> rows[] = {
+        {{{20000, good}}, 0x1234},
+        {{{20000, noisy}}, 0x1234},
+        {{{20000, good}, {20000, ext(0x9B, {0, 0, 0x56, 0x78})}}, 0x1234},
+        {{{20000, bad}}, 0},
+        {{{950000, good}}, 0},
+        {{}, 0},
+        {stream(2000000, Bytes(11, 0xFF)), 0},
+    };
+    for (const auto& [script, switches] : rows) {
+        d->drv = {};
+        answer_writes(board, script, [](const Bytes& f) { return f.size() == 11; });
+        const int64_t t0 = board.now();
+        handle(3, CmdBuilder(0xE020, 3).action(0x105));
+        EXPECT_EQ(writes(), (std::vector<Bytes>{bytes(pelcod_frame(1, 0x03, 0, 5)), ext(0x93, {})}));
+        EXPECT_EQ(sleeps()[2], 10000u);  // the head settles after the preset before it is asked
+        EXPECT_LE(board.now() - t0, 10000 + 35000 + 10000 + 10000 + 35000 + 901000);
+        EXPECT_EQ(report(), bytes(build_report(0, 3, 0, switches, 0, 0)));
+        EXPECT_EQ(logged("ptzsvr(inosv900_get_current_switch_status) : 12 34 -> 1234\n"), switches != 0);
+        EXPECT_TRUE(logged("(inosv900_get_current_switch_status) size : 24, (0000" +
+                           std::string(switches ? "1234" : "0000") + ":00000000:00000000)\n"));
+        silence(board, *d);
+    }
+    handle(3, CmdBuilder(0xE014, 3).arg16(0x107));
+    EXPECT_EQ(writes(), (std::vector<Bytes>{bytes(pelcod_frame(1, 0x07, 0, 7)), ext(0x93, {})}));
+    EXPECT_TRUE(logged("INOS-V900 : goto preset 263\n"));
+    EXPECT_TRUE(logged("INOS msg_id[e014],action[0],addr[1],x[7],y[1]"));
+}
+
+TEST_F(InosV900, AbsoluteFramesAndTheStoredReport) {
+    handle(3, CmdBuilder(0xE0A4, 3).pos(999, static_cast<uint32_t>(-300), 20));
+    handle(3, CmdBuilder(0xE0A4, 3).pos(0, 0x1FF, static_cast<uint32_t>(-2)));
+    EXPECT_EQ(writes(), (std::vector<Bytes>{ext(0xA1, {0, 0, 0x01, 0x2C}), ext(0xB1, {0, 0, 0x00, 0x14}),
+                                            ext(0xA1, {0, 1, 0x01, 0xFF}), ext(0xB1, {0, 0, 0xFF, 0xFE})}));
+    board.clear_calls();
+    handle(3, CmdBuilder(0xE0A6, 3).requester(1234));  // nothing asked: the state as it stands
+    EXPECT_TRUE(writes().empty());
+    EXPECT_EQ(report(), bytes(build_report(0, 3, 0, 0, 0, 0)));
+    EXPECT_TRUE(logged("(inosv900_send_switch_status) size : 24, (00000000:00000000:00000000)\n"));
+}
+
+TEST_F(InosV900, SensorPollLogsChangesAndPacksTheReportWords) {
+    std::map<uint8_t, Bytes> answers = {
+        {0x9B, ext(0x9B, {0, 0x07, 0x00, 0x05})}, {0xAB, ext(0xAB, {0, 0, 0x00, 0xFA})},
+        {0xBB, ext(0xBB, {0, 0, 0x01, 0x02})},    {0xE1, ext(0xE1, {0, 0, 0, 0x33})},
+        {0xE3, ext(0xE3, {0, 0, 0, 0x44})},
+    };
+    struct Row {
+        std::map<uint8_t, Bytes> change;  // answers changed before this poll; an empty one is withheld
+        int result;
+        std::vector<std::string> logs;  // every line that told a change or a failure
+        std::array<uint32_t, 3> words;  // the report after the poll
+    };
+    const Row rows[] = {
+        {{},
+         0,
+         {"sensor 0 -> 7, switch 0 -> 5\n", "temp 0 -> -250\n", "humm 0 -> 258\n", "dust 0 -> 51\n",
+          "dust 0 -> 68\n"},
+         {5, 0x0033FF06, 0x00440102}},  // a negative temperature, and every value new
+        {{{0xAB, ext(0xAB, {0, 1, 0x00, 0xFA})}}, 0, {"temp -250 -> 250\n"}, {5, 0x003300FA, 0x00440102}},
+        {{{0xAB, ext(0xAB, {0, 1, 0x01, 0x00})}, {0xBB, {}}, {0xE3, ext(0xE3, {0, 0, 0, 0x99})}},
+         -1,
+         {"temp 250 -> 256\n", "2:1 failed, no data, 0\n"},
+         {5, 0x00330100, 0x00440102}},  // stops at the silence
+    };
+    const std::string poll = "ptzsvr(INOSV900_get_sensor_data) : ";
+    for (const Row& r : rows) {
+        for (const auto& [type, bytes] : r.change) answers[type] = bytes;
+        std::map<uint8_t, Bytes> given;
+        for (const auto& [type, bytes] : answers)
+            if (!bytes.empty()) given[type] = bytes;
+        answer(given);
+        uint8_t sensor = 0;
+        EXPECT_EQ(INOSV900_get_sensor_data(*d, 2, 1, sensor), r.result);
+        EXPECT_EQ(sensor, 7);
+        std::vector<std::string> lines;
+        for (const std::string& l : board.logs())
+            if (l.rfind(poll, 0) == 0) lines.push_back(l.substr(poll.size()));
+        EXPECT_EQ(lines, r.logs);
+        silence(board, *d);
+        handle(3, CmdBuilder(0xE0A6, 3));
+        EXPECT_EQ(report(), bytes(build_report(0, 3, 0, r.words[0], r.words[1], r.words[2])));
+    }
+}
+
+TEST_F(InosV900, FirmwareVersion) {
+    answer({{0x8B, ext(0x8B, {1, 2, 3, 0, 0, 42})}});
+    EXPECT_EQ(INOSV900_check_fw_version(*d, 2, 1), 42);
+    EXPECT_EQ(writes(), std::vector<Bytes>{ext(0x83, {})});
+    EXPECT_TRUE(logged("ptzsvr(INOSV900_check_fw_version) : ret is 11, 01:02:03 -> 42\n"));
+    silence(board, *d);
+    answer({{0x8B, ext(0x8B, {1, 2, 3, 0, 0, 42})}}, 1200000);  // more than 0.9 s after the wait began
+    EXPECT_EQ(INOSV900_check_fw_version(*d, 2, 1), 0);
+}
+
+}  // namespace
+}  // namespace ptz::test

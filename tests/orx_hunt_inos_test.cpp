@@ -1,0 +1,209 @@
+#include "devices/report.h"
+#include "protocols/rs485/pelco_d.h"
+#include "tests/scripted_line.h"
+
+namespace ptz::test {
+namespace {
+
+Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0) { return CmdBuilder(0xE011).action(action).xy(x, y); }
+Bytes aux(uint16_t v, bool on) { return CmdBuilder(0xE091).arg16(v).action(on ? 257 : 0); }
+
+// ORX1000 at address 123: the digits 1, 3, 2 in that order.
+Bytes orx(uint8_t cmd, uint8_t data) {
+    return {0x11, 0x23, 0x32, cmd, data, static_cast<uint8_t>(0x11 + 0x23 + 0x32 + cmd + data)};
+}
+
+using Orx1000 = DaemonTest;
+
+TEST_F(Orx1000, Frames) {
+    channel(0, 2, 0x1500, 123);
+    start();
+    const std::pair<Bytes, std::vector<Bytes>> rows[] = {
+        {mv(0x20, 0x20), {orx(0, 0x46)}}, {mv(0x40, 0x3F), {orx(0, 0x40)}},
+        {mv(0x40, 0x3E), {orx(0, 0x42)}}, {mv(0x60, 0x41), {orx(0, 0x49)}},
+        {mv(0x40, 0, 1), {orx(0xA0, 0)}}, {mv(0x41, 0, 1), {orx(0xA3, 0)}},
+        {mv(0x40, 0, 2), {orx(0xAC, 0)}}, {mv(0x41, 0, 2), {orx(0xAF, 0)}},
+        {mv(0x60, 0x60, 3), {orx(0, 0)}}, {aux(1, true), {orx(0x6B, 0)}},
+        {aux(2, false), {orx(0x6C, 0)}},  {aux(11, true), {orx(0x63, 0)}},
+        {aux(12, false), {orx(0x64, 0)}}, {aux(13, true), {orx(0x5F, 0)}},
+        {aux(5, true), {orx(0, 0)}},      {CmdBuilder(0xE014).arg16(3), {}},
+        {aux(13, false), {orx(0, 0x44)}}, {CmdBuilder(0xE013), {orx(0, 0x40), orx(0, 0x40)}},
+    };
+    for (const auto& [cmd, frames] : rows) {
+        board.clear_calls();
+        handle(0, cmd);
+        EXPECT_EQ(writes(), frames);
+    }
+    EXPECT_TRUE(logged("ORX1000 stop!!\n"));
+    EXPECT_EQ(sleeps(),
+              (std::vector<uint32_t>{10000, 12500, 10000, 12500}));  // no minimum: 6 bytes of line time
+    channel(0, 2, 0x1500, 7);                                        // hundreds 0, units 7, tens 0
+    start();
+    handle(0, aux(13, false));
+    EXPECT_EQ(writes(), (std::vector<Bytes>{{0x10, 0x27, 0x30, 0x00, 0x44, 0xAB}}));
+    EXPECT_TRUE(logged("PTZSVR : orx1000 aux control(13,0)\n"));
+}
+
+TEST_F(Orx1000, AMoveIsResentTwiceThroughTheMainLoopAndAStopEndsIt) {
+    channel(0, 2, 0x1500, 123);
+    start();
+    const auto idle = [this](int ms) {
+        for (int i = 0; i < ms; ++i) d->run_once();
+    };
+    send(mv(0x20, 0x20));
+    idle(1000);
+    const auto w = board.find("write", "/dev/ttyS2");
+    ASSERT_EQ(w.size(), 3u);  // a re-sent move does not arm the repeat again
+    for (size_t i = 0; i < w.size(); ++i) EXPECT_EQ(w[i]->data, orx(0, 0x46));
+    for (size_t i = 1; i < w.size(); ++i) EXPECT_GT(w[i]->t - w[i - 1]->t, 100000);
+    EXPECT_TRUE(logged("PTZSVR : call eptz_handler by repeat_count(2)\n"));
+    EXPECT_TRUE(logged("PTZSVR : call eptz_handler by repeat_count(1)\n"));
+    // A stop 50 ms after a move cancels its repeat; an aux never arms one.
+    board.clear_calls();
+    send(mv(0x60, 0x40));
+    idle(50);
+    send(CmdBuilder(0xE013));
+    send(aux(1, true));
+    idle(1000);
+    EXPECT_EQ(writes(), (std::vector<Bytes>{orx(0, 0x48), orx(0, 0x40), orx(0, 0x40), orx(0x6B, 0)}));
+}
+
+Bytes hunt(uint8_t cmd, uint8_t speed) {  // address 0x45: 02 05
+    return {0xFA, cmd, 2, 5, speed, 0, static_cast<uint8_t>((0xFA + cmd + 7 + speed) & 0x7F)};
+}
+
+class Hunt : public DaemonTest {
+protected:
+    void SetUp() override {
+        channel(0, 2, 0x801, 0x45);
+        start();
+    }
+};
+
+TEST_F(Hunt, FramesSpeedLimitStopAndPresets) {
+    const std::pair<Bytes, std::vector<Bytes>> rows[] = {
+        {mv(0x40, 0x40), {}},
+        {mv(0x60, 0x40), {hunt(4, 0x80)}},
+        {mv(0x7F, 0x40), {hunt(4, 239)}},  // 0xFC -> 239
+        {mv(0x00, 0x40), {hunt(3, 1)}},    // 0x40 * 4 wraps to 0: the slowest speed
+        {mv(0x70, 0x10), {hunt(8, 0xC0)}},
+        {mv(0x41, 0, 1), {hunt(11, 4)}},
+        {mv(0x40, 0, 1), {hunt(0, 1)}},
+        {mv(0x30, 0, 2), {hunt(14, 0x40)}},
+        {mv(0x40, 0, 3), {hunt(10, 1)}},
+        {mv(0x50, 0x70, 6), {hunt(0, 0xC0)}},  // no such action: command 0 at the pan/tilt speed
+        {CmdBuilder(0xE014).arg16(0x1234), {hunt(0x76, 0x34)}},
+        {CmdBuilder(0xE020).action(0x105), {hunt(0x75, 5)}},
+        {aux(1, true), {hunt(0, 0)}},
+        {CmdBuilder(0xE013),
+         {hunt(1, 0), hunt(2, 0), hunt(3, 0), hunt(4, 0), hunt(11, 0), hunt(12, 0), hunt(13, 0),
+          hunt(14, 0)}},
+    };
+    for (const auto& [cmd, frames] : rows) {
+        board.clear_calls();
+        handle(0, cmd);
+        EXPECT_EQ(writes(), frames);
+    }
+    board.clear_calls();
+    handle(0, mv(0x7F, 0x48));
+    EXPECT_TRUE(logged("HUNT speed is 63, 8 ==> efh\n"));
+    EXPECT_EQ(sleeps(), (std::vector<uint32_t>{500, 10000, 14582}));  // 0.5 ms enable, 7 bytes of line time
+    handle(0, CmdBuilder(0xE014).arg16(9));
+    EXPECT_TRUE(logged("HUNT speed is 0, 0 ==> 9h\n"));
+}
+
+TEST_F(Hunt, DirectionSweep) {
+    const auto direction = [](int x, int y) -> int {
+        if (x >= 66) return y >= 66 ? 7 : y < 63 ? 8 : 4;
+        if (x > 62 && x < 66) return (y > 62 && y < 66) ? 0 : y > 65 ? 1 : 2;
+        return y >= 66 ? 5 : y < 63 ? 6 : 3;
+    };
+    for (int x = 0; x < 128; x += 3) {
+        for (int y = 0; y < 128; y += 3) {
+            board.clear_calls();
+            handle(0, mv(static_cast<uint8_t>(x), static_cast<uint8_t>(y)));
+            const int expected = direction(x, y);
+            ASSERT_EQ(writes().size(), expected ? 1u : 0u) << x << "," << y;
+            EXPECT_TRUE(!expected || writes()[0][1] == expected) << x << "," << y;
+        }
+    }
+}
+
+class Inos : public DaemonTest {
+protected:
+    void SetUp() override {
+        channel(2, 2, 0x900, 5);
+        start();
+    }
+    static Bytes pd(uint16_t word, uint8_t d1, uint8_t d2) { return bytes(pelcod_frame(5, word, d1, d2)); }
+};
+
+TEST_F(Inos, MovesArePulses) {
+    const std::pair<Bytes, std::vector<Bytes>> rows[] = {
+        {mv(0x60, 0x48), {pd(0x02, 0x30, 0), pd(0, 0, 0)}},
+        {mv(0x40, 0x40), {pd(0x10, 0, 0x30), pd(0, 0, 0)}},
+        {mv(0x30, 0x58), {pd(0x08, 0, 0x30), pd(0, 0, 0)}},
+        {mv(0x20, 0x38), {pd(0x04, 0x30, 0), pd(0, 0, 0)}},
+        {mv(0x40, 0, 1), {pd(0x40, 0, 0), pd(0, 0, 0)}},
+        {mv(0x41, 0, 1), {pd(0x20, 0, 0), pd(0, 0, 0)}},
+        {CmdBuilder(0xE0A6, 2), {pd(0, 0, 0)}},
+        {CmdBuilder(0xE013, 2), {}},                         // a move stops by itself
+        {mv(0x10, 0x10, 2), {pd(0x20, 0, 0), pd(0, 0, 0)}},  // no word of its own: the last one again
+    };
+    for (const auto& [cmd, frames] : rows) {
+        board.clear_calls();
+        handle(2, cmd);
+        EXPECT_EQ(writes(), frames);
+    }
+    EXPECT_TRUE(logged("INOS msg_id[e011],action[2],addr[5],x[16],y[16]"));
+    EXPECT_TRUE(logged("\tx = -48\n"));
+    EXPECT_TRUE(logged("PTZSVR : INOS 0020h\n"));
+    // settle, 35 ms, 100 ms, settle, 35 ms, 100 ms; then the answer's wait
+    const auto s = sleeps();
+    EXPECT_EQ(std::vector<uint32_t>(s.begin(), s.begin() + 6),
+              (std::vector<uint32_t>{10000, 35000, 100000, 10000, 35000, 100000}));
+}
+
+TEST_F(Inos, PanAnswerOnTimeLateNoisyTwiceOrNever) {
+    struct Row {
+        Script replies;  // after the zero frame
+        uint32_t pan;
+        const char* dump;  // from the rlen line on
+    };
+    const Row rows[] = {
+        {{{30000, {0xFF, 0x05, 0x2A, 0x00}}}, 0x2A, "PTZSVR : rlen is 0\nff 05 2a 00 00 00 00 \n pan : 2a\n"},
+        {{{30000, {0x01, 0x02, 0xFF, 0x05, 0x2B, 0x00}}},
+         0x2B,
+         "PTZSVR : rlen is 2\nff 05 2b 00 00 00 00 \n"},
+        {{{30000, {0xFF, 0x05, 0x2C, 0x99}}, {40000, {0xFF, 0x05, 0x11, 0}}},
+         0x2C,
+         "rlen is 0\n"},  // no sum is checked
+        {{{30000, {0xFF, 0x05}}},
+         0,
+         "PTZSVR : rlen is 2\n00 00 00 00 00 00 00 \n"},  // short: the count, zeros behind
+        {{}, 0, "PTZSVR : rlen is 0\n"},
+        {{{2200000, {0xFF, 0x05, 0x2E, 0x00}}}, 0, "PTZSVR : rlen is 0\n"},
+        {stream(3000000, {0x33}), 0, "PTZSVR : rlen is 128\n"},  // keeps sending: the time limit
+    };
+    for (const Row& r : rows) {
+        answer_writes(board, r.replies, [](const Bytes& f) { return f[3] == 0; });
+        const int64_t t0 = board.now();
+        handle(2, CmdBuilder(0xE011, 2).xy(0x60, 0x48));
+        EXPECT_LE(board.now() - t0, 290000 + 2000000);
+        const auto reports = board.find("ioctl", "/dev/con2rec");
+        ASSERT_EQ(reports.size(), 1u);
+        EXPECT_EQ(reports[0]->data, bytes(build_report(0, 2, 0, r.pan, 0, 0)));
+        EXPECT_NE(log_text(board).find(r.dump), std::string::npos) << r.dump;
+        silence(board, *d);
+    }
+    // A silent head holds the loop for its wait only: two queries queued together are both served.
+    const int64_t t0 = board.now();
+    board.queue_datagram(t0, CmdBuilder(0xE0A6, 2));
+    board.queue_datagram(t0, CmdBuilder(0xE0A6, 2));
+    for (int pass = 0; pass < 100 && board.find("ioctl", "/dev/con2rec").size() < 2; ++pass) d->run_once();
+    EXPECT_EQ(writes().size(), 2u);
+    EXPECT_LE(board.now() - t0, 2 * (45000 + 2000000));
+}
+
+}  // namespace
+}  // namespace ptz::test
