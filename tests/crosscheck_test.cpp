@@ -186,6 +186,15 @@ std::pair<int, int> reference(int x, int y, const Decision& r) {
     return {0, 0};
 }
 
+// ORX1000: no dead band on pan; tilt up above 0x40, down below 0x3F.
+std::pair<int, int> orx1000(int x, int y) { return {x < 0x40 ? -1 : x > 0x40, y > 0x40 ? 1 : -(y < 0x3F)}; }
+// INOS: the larger distance from the centre wins, a tie goes to tilt, and a tilt not above it is down.
+std::pair<int, int> inos(int x, int y) {
+    const int dx = x - 0x40, dy = y - 0x40;
+    if (std::abs(dx) <= std::abs(dy)) return {0, dy < 1 ? -1 : 1};
+    return {dx < 0 ? -1 : 1, 0};
+}
+
 TEST_F(CrossCheck, MoveDecisionSweep) {
     const std::pair<Line, Decision> lines[] = {
         {{"pelco-d", 0x1600}, {}},
@@ -202,6 +211,12 @@ TEST_F(CrossCheck, MoveDecisionSweep) {
         {{"c1080b", 0x2302}, {}},
         {{"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ}, {}},
         {{"ptc203", 0x1600, 5, 2, 0, PTC203_PTZ}, {}},
+        {{"ez", 0x1400}, {.rule = Decision::axes, .lo = 64, .hi = 64}},
+        {{"f2e", 0x2300}, {.rule = Decision::axes, .lo = 64, .hi = 64}},
+        {{"orx1000", 0x1500, 123}, {.own = orx1000}},
+        {{"hunt", 0x801}, {.rule = Decision::axes, .lo = 63, .hi = 65, .nowhere = Decision::silent}},
+        {{"inos", 0x900}, {.own = inos}},
+        {{"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {}},
     };
     const uint8_t points[] = {0, 1, 20, 47, 48, 49, 61, 62, 63, 64, 65, 66, 67, 79, 80, 81, 100, 126, 127};
     for (const auto& [l, r] : lines) {
@@ -244,13 +259,19 @@ TEST_F(CrossCheck, LensKeySweep) {
         {{"c1080b", 0x2302}, {"----+++", "++++---", "----+++"}},
         {{"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ}, {"---0+++", "---0+++", "......."}},
         {{"ptc203", 0x1600, 5, 2, 0, PTC203_PTZ}, {"---0+++", "---0+++", "......."}},
+        {{"ez", 0x1400}, {"---0+++", "---0+++", "----+++"}},
+        {{"f2e", 0x2301}, {"---0+++", "---0+++", "----+++"}},
+        {{"orx1000", 0x1500, 123}, {"----+++", "----+++", "......."}},
+        {{"hunt", 0x801}, {"---.+++", "---.+++", "----+++"}},  // the centre is command 0
+        {{"inos", 0x900}, {"----+++", nullptr, nullptr}},      // other keys resend the last word
+        {{"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {"----+++", "++++---", "----+++"}},
     };
     const uint8_t points[] = {0, 32, 63, 64, 65, 80, 127};
     const Kind kinds[] = {Kind::zoom, Kind::focus, Kind::iris};
     for (const Lens& l : lines) {
         std::vector<Row> rows;
         for (uint16_t action = 1; action <= 3; ++action) {
-            for (size_t i = 0; i < std::size(points); ++i) {
+            for (size_t i = 0; l.keys[action - 1] && i < std::size(points); ++i) {
                 const char c = l.keys[action - 1][i];
                 const Kind k = kinds[action - 1];
                 rows.push_back({ms(points[i], 0x40, action),
@@ -636,6 +657,132 @@ TEST_F(CrossCheck, Ptc) {
                   {go(5), {}},
               });
     }
+}
+
+TEST_F(CrossCheck, EzF2e) {
+    // Address 0x123 splits over two bytes: 0x10 | 0x01, then 0x23. For address 1 the set-position frame
+    // starts 5E 10 01 FF; the bytes 5E 11 01 FF are address 0x101's.
+    for (const Line& l : {Line{"ez", 0x1400, 0x123}, Line{"f2e", 0x2300, 1}}) {
+        check(l, {
+                     {mv(0, 0x40), {M(-1, 0)}},
+                     {mv(0x7F, 0x40), {M(1, 0)}},
+                     {mv(0x40, 0x60), {M(0, 1)}},
+                     {mv(0x40, 0x20), {M(0, -1)}},
+                     {mv(0x20, 0x60), {M(-1, 1)}},
+                     {ms(0x60, 0x20), {M(1, -1), S}},
+                     {mv(0x20, 0x40), {M(-1, 0)}},
+                     {mv(0x60, 0, 1), {{Kind::zoom, -1, 0, 1}}},  // a lens key carries on the last pan
+                     {kStop, {S}},
+                     {mv(0x20, 0, 1), {Z(-1)}},
+                     {mv(0x60, 0, 2), {F(1)}},
+                     {mv(0x20, 0, 2), {F(-1)}},
+                     {mv(0x40, 0, 3), {I(-1)}},
+                     {mv(0x41, 0, 3), {I(1)}},
+                     {go(300), {GO(44)}},
+                     {set(7), {SET(7)}},
+                     {clr(9), {CLR(9)}},
+                     {aux(595), {MENU("menu")}},
+                     {aux(730), {MENU("menu enter")}},
+                     {aux(731), {MENU("menu escape")}},
+                     {aux(602, false), {OFF(602)}},
+                     {aux(551), {V(Kind::other, 1)}},
+                     {aux(558), {V(Kind::other, 8)}},
+                     {aux(701), {ON(701)}},
+                     {aux(704, false), {OFF(704)}},
+                     {aux(712), {V(Kind::other, 2)}},
+                     {aux(728), {V(Kind::other, 8)}},
+                     {aux(705), {}},
+                     {CmdBuilder(0xE0A0).action(l.address == 1 ? 0x11 : 0x81).xy(3, 0),
+                      {GO(3)}},                                              // the keyboard's own
+                     {CmdBuilder(0xE0A4).pos(900, 0, 0), {POS(900, 0, 1)}},  // zoom 0 goes out as 1
+                     {CmdBuilder(0xE0A4).pos(900, 0xFFFFFFFF, 5),
+                      {V(Kind::query_position, kAny)}},  // head silent
+                     {CmdBuilder(0xE0A6), {V(Kind::query_position, kAny)}},
+                 });
+    }
+    check({"ez", 0x1400}, {{aux(602), {}}});
+    check({"f2e", 0x2301}, {{aux(602), {ON(602)}}});
+}
+
+TEST_F(CrossCheck, OrxHuntInos) {
+    check({"orx1000", 0x1500, 123}, {
+                                        {mv(0x20, 0x20), {M(-1, -1)}},
+                                        {mv(0x3F, 0x40), {M(-1, 0)}},
+                                        {mv(0x41, 0x41), {M(1, 1)}},
+                                        {mv(0x40, 0x3F), {S}},
+                                        {mv(0x40, 0, 1), {Z(-1)}},
+                                        {mv(0x41, 0, 1), {Z(1)}},
+                                        {mv(0x40, 0, 2), {F(-1)}},
+                                        {mv(0x41, 0, 2), {F(1)}},
+                                        {mv(0x41, 0, 3), {O}},
+                                        {kStop, {S, S}},
+                                        {aux(1), {ON(1)}},
+                                        {aux(2, false), {OFF(2)}},
+                                        {aux(11), {ON(11)}},
+                                        {aux(12, false), {OFF(12)}},
+                                        {aux(13), {ON(13)}},
+                                        {aux(20), {O}},
+                                        {go(5), {}},
+                                    });
+    const std::vector<Want> stop8(8, S);
+    check({"hunt", 0x801, 100}, {
+                                    {mv(0x60, 0x40), {M(1, 0)}},
+                                    {mv(0x20, 0x60), {M(-1, 1)}},
+                                    {mv(0x40, 0x20), {M(0, -1)}},
+                                    {mv(0x40, 0x40), {}},
+                                    {mv(0x41, 0, 1), {Z(1)}},
+                                    {mv(0x3F, 0, 1), {Z(-1)}},
+                                    {mv(0x40, 0, 1), {O}},
+                                    {mv(0x41, 0, 2), {F(1)}},
+                                    {mv(0x3F, 0, 2), {F(-1)}},
+                                    {mv(0x41, 0, 3), {I(1)}},
+                                    {mv(0x40, 0, 3), {I(-1)}},
+                                    {mv(0x41, 0, 4), {O}},
+                                    {kStop, stop8},
+                                    {go(5), {GO(5)}},
+                                    {set(7), {SET(7)}},
+                                    {clr(7), {O}},
+                                });
+    // Every INOS move ends with the zero frame; the head stops by itself.
+    check({"inos", 0x900}, {
+                               {mv(0x60, 0x48), {M(1, 0), S}},
+                               {mv(0x20, 0x40), {M(-1, 0), S}},
+                               {mv(0x48, 0x60), {M(0, 1), S}},
+                               {mv(0x40, 0x40), {M(0, -1), S}},
+                               {mv(0x40, 0, 1), {Z(-1), S}},
+                               {mv(0x41, 0, 1), {Z(1), S}},
+                               {mv(0x20, 0, 2), {Z(1), S}},  // the last word again
+                               {kStop, {}},
+                               {go(5), {}},
+                               {CmdBuilder(0xE0A6), {S}},
+                           });
+}
+
+TEST_F(CrossCheck, Devices) {
+    // INOS-V900: presets ask for the switch status after them; 0xE0A4 sets the two device settings.
+    const Want status = V(Kind::query_other, kAny);
+    check({"inos-v900", 0x901}, {
+                                    {set(5), {SET(5), status}},
+                                    {go(300), {GO(44), status}},
+                                    {CmdBuilder(0xE0A4).pos(0, static_cast<uint32_t>(-300), 20), {O, O}},
+                                    {CmdBuilder(0xE0A6), {}},
+                                    {mv(0x20, 0x40), {}},
+                                });
+    // SMARTFARM: moves add up until a stop; its focus keys are the other way round.
+    check({"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM},
+          {
+              {mv(0x30, 0x50), {M(-1, 1)}},
+              {kStop, {S}},
+              {mv(0x20, 0x40), {M(-1, 0)}},
+              {mv(0x40, 0x30), {M(-1, -1)}},
+              {mv(0x41, 0, 3), {I(1)}},  // iris replaces the word
+              {kStop, {S}},
+              {ms(0x70, 0, 1), {O, Z(1), S}},
+              {ms(0x70, 0, 2), {O, F(-1), S}},
+              {ms(0x10, 0, 2), {O, F(1), S}},
+              {ms(0x40, 0, 3), {I(-1), S}},
+              {go(5), {}},
+          });
 }
 
 TEST_F(CrossCheck, CameraFirmwareUpgrade) {
