@@ -284,6 +284,62 @@ TEST_F(CrossCheck, LensKeySweep) {
     }
 }
 
+// The Pelco-D aux table in the vocabulary's words: what aux code v, on or off, asks the camera for.
+std::vector<Want> pelco_d_aux(int v, bool on) {
+    const auto in = [&v](int lo, int hi) { return v >= lo && v <= hi; };
+    if (v == 110) v = 561;
+    if (v == 111) v = 551;
+    if (in(1, 7) || v == 9) return {on ? ON(v) : OFF(v)};
+    if (v == 130) return {I(on ? 1 : -1), S};
+    if (v == 502) return {SET(244)};
+    if (v == 533 || v == 534) return {GO(v - 500)};
+    if (in(551, 558)) return {V(Kind::other, v - 550)};
+    if (in(560, 568)) return {V(Kind::other, v - 560)};
+    if (in(570, 578)) return {V(Kind::other, v - 570 + 16)};
+    if (v == 588) return {GO(on ? 88 : 89)};
+    if (v == 590 || v == 592) return {SET(v - 500 + !on)};
+    if (v == 595) return {SET(95)};
+    if (in(596, 599)) return {GO(on && v != 596 ? v - 500 : 96)};
+    if (in(711, 718)) return {V(Kind::other, v - 710 + 32)};
+    if (in(721, 728)) return {V(Kind::other, v - 720 + 16)};
+    if (v == 730 || v == 731) return {I(v == 730 ? 1 : -1), S};
+    if (v == 740) return {};
+    return {on ? GO(v & 0xFF) : SET(v & 0xFF)};
+}
+
+// The C1080B's own aux table.
+std::vector<Want> c1080b_aux(int v, bool on) {
+    const auto in = [&v](int lo, int hi) { return v >= lo && v <= hi; };
+    if (v == 110) v = 561;
+    if (v == 111) v = 551;
+    if (in(1, 7) || v == 9) return {on ? ON(v) : OFF(v)};
+    if (v == 130) return {I(on ? 1 : -1), S};
+    if (v == 533 || v == 534) return {GO(v - 500)};
+    if (in(551, 554)) return {V(Kind::other, v - 550)};
+    if (in(561, 564)) return {V(Kind::other, v - 560)};
+    if (v == 588) return {GO(on ? 88 : 89)};
+    if (v == 590 || v == 592) return {SET(v - 500 + !on)};
+    if (in(596, 599)) return {GO(on && v != 596 ? v - 500 : 96)};
+    if (v == 595 || v == 730) return {MENU("menu or enter")};
+    if (v == 731) return {MENU("menu escape")};
+    if (v == 740) return {};
+    if (in(930, 941)) return {O};  // camera reset and settings
+    return {GO(v & 0xFF)};
+}
+
+TEST_F(CrossCheck, AuxTableSweep) {
+    const std::pair<Line, std::vector<Want> (*)(int, bool)> lines[] = {
+        {{"pelco-d", 0x1600}, pelco_d_aux},
+        {{"c1080b", 0x2303}, c1080b_aux},
+    };
+    for (const auto& [l, table] : lines) {
+        std::vector<Row> rows;
+        for (int v = 0; v <= 1100; ++v)
+            for (bool on : {true, false}) rows.push_back({aux(static_cast<uint16_t>(v), on), table(v, on)});
+        check(l, rows);
+    }
+}
+
 TEST_F(CrossCheck, PelcoD) {
     check({"pelco-d", 0x1600},
           {
