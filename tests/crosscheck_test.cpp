@@ -340,6 +340,41 @@ TEST_F(CrossCheck, AuxTableSweep) {
     }
 }
 
+// Each protocol's address field across its range: the decoder must name the camera the channel is set to.
+TEST_F(CrossCheck, AddressRange) {
+    struct Range {
+        Line line;
+        Row row;
+        std::vector<int> addresses;
+    };
+    const Range ranges[] = {
+        {{"pelco-d", 0x1600}, {kStop, {S}}, {0, 1, 127, 255}},
+        {{"pelco-d-tvi", 0x1600, 5, 5, 3}, {kStop, {S}}, {0, 1, 255}},
+        {{"pelco-p", 0x1601}, {kStop, {S}}, {1, 2, 31, 32}},
+        {{"samsung-e", 0x1904}, {kStop, {S}}, {0, 1, 255}},
+        {{"panasonic", 0x1602}, {go(1), {O, GO(1)}}, {0, 1, 9, 10, 99}},
+        {{"autodome", 0x200}, {kStop, {S}}, {0, 1, 255, 256, 257, 0x1234}},
+        {{"autodome", 0x201}, {kStop, {S}}, {1, 256, 0xFFFF}},
+        {{"vicon", 0x2202}, {kStop, {S}}, {0, 1, 15, 16, 0x23, 255}},
+        {{"c1080b", 0x2302}, {set(1), {SET(1)}}, {0, 1, 255}},
+        {{"ez", 0x1400}, {kStop, {S}}, {0, 1, 255, 256, 0x123, 0xFFF}},
+        {{"f2e", 0x2300}, {kStop, {S}}, {0, 1, 256, 0xFFF}},
+        {{"orx1000", 0x1500}, {kStop, {S, S}}, {0, 1, 9, 10, 99, 100, 123, 999}},
+        {{"hunt", 0x801}, {go(1), {GO(1)}}, {0, 1, 31, 32, 1023}},
+        {{"inos", 0x900}, {CmdBuilder(0xE0A6), {S}}, {0, 1, 255}},
+        {{"inos-v900", 0x901}, {go(1), {GO(1), V(Kind::query_other, kAny)}}, {0, 1, 255}},
+        {{"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {kStop, {S}}, {0, 1, 255}},
+        {{"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ}, {kStop, {S}}, {0, 1, 255}},
+    };
+    for (const Range& r : ranges) {
+        for (int a : r.addresses) {
+            Line l = r.line;
+            l.address = a;
+            check(l, {r.row});
+        }
+    }
+}
+
 TEST_F(CrossCheck, PelcoD) {
     check({"pelco-d", 0x1600},
           {
