@@ -18,7 +18,7 @@ constexpr DriverEntry kDrivers[] = {
     {0x201, PTZAction_AutoDome_Fixed, LineArg::port},  // Philips AutoDome, fixed speed
     {0x300, PTZAction_VCC4, LineArg::port},            // Canon VC-C4
     {0x301, nullptr, LineArg::port},                   // C1080B
-    {0x302, nullptr, LineArg::port},                   // C1080PT
+    {0x302, PTZAction_C1080PT, LineArg::port},         // C1080PT
     {0x303, nullptr, LineArg::port},                   // C1080PT WONWOO mode 2
     {0x304, nullptr, LineArg::port},                   // C1080PT WONWOO mode 1
     {0x305, nullptr, LineArg::port},                   // C1080PT WONWOO mode 0

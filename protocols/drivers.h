@@ -21,4 +21,7 @@ void PTZAction_VCC4(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_Vicon(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_HIKC(Daemon& d, int channel, uint16_t addr, uint8_t* cmd);
 
+// C1080PT family (position reads and zoom boxes).
+void PTZAction_C1080PT(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+
 }  // namespace ptz

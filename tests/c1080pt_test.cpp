@@ -1,0 +1,254 @@
+#include "protocols/coax/c1080pt.h"
+
+#include "protocols/rs485/pelco_d.h"
+#include "tests/fixture.h"
+
+namespace ptz::test {
+namespace {
+
+constexpr uint8_t kAddr = 3;
+
+Bytes frame7(uint16_t cmd, uint8_t d1, uint8_t d2) { return bytes(pelcod_frame(kAddr, cmd, d1, d2)); }
+Bytes position(uint16_t p, uint16_t t, uint16_t z) { return bytes(c1080pt_frame(kAddr, 0x91, p, t, z)); }
+Bytes reply(uint16_t p, uint16_t t, uint16_t z) { return bytes(c1080pt_frame(kAddr, 0x9B, p, t, z)); }
+const Bytes kRequest = bytes(c1080pt_frame(kAddr, 0x93, 0, 0, 0));
+
+Bytes box(uint16_t x, uint16_t y, uint16_t w, uint16_t h, uint8_t zoom_out = 0) {
+    CmdBuilder b(0xE0AA, 1);
+    wr16(b.b.data() + 10, x), wr16(b.b.data() + 12, y), wr16(b.b.data() + 14, w), wr16(b.b.data() + 16, h);
+    b.b[18] = zoom_out;
+    return b;
+}
+CmdBuilder query(int32_t requester, uint16_t channel = 1) {
+    return CmdBuilder(0xE0A6, channel).requester(requester);
+}
+Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE090, 1).arg16(code).action(on ? 0x0101 : 0); }
+
+// The camera answers the n-th position request (from 1) with answers[n-1];
+// an empty answer is silence.
+class CameraTest : public DaemonTest {
+protected:
+    std::vector<Bytes> answers;
+    void SetUp() override {
+        board.on_write = [this](SimBoard& b, const std::string& dev, const Bytes& data) {
+            if (data.size() != 11 || data[3] != 0x93) return;
+            const size_t n = requests++;
+            if (n < answers.size() && !answers[n].empty()) b.queue_reply(dev, b.now() + 20000, answers[n]);
+        };
+    }
+    size_t requests = 0;
+    // The report's six body fields.
+    std::vector<uint32_t> report() const {
+        const auto r = board.find("ioctl", "/dev/con2rec");
+        if (r.size() != 1 || r[0]->req != 6 || r[0]->data.size() != 32) return {};
+        std::vector<uint32_t> out;
+        for (int i = 0; i < 6; ++i) out.push_back(rd32(r[0]->data.data() + 8 + 4 * i));
+        return out;
+    }
+    std::string stdout_text() const {
+        std::string s;
+        for (const SimCall& c : board.calls)
+            if (c.op == "write" && c.fd == 1) s.append(c.data.begin(), c.data.end());
+        return s;
+    }
+};
+
+class C1080PT : public CameraTest {
+protected:
+    void SetUp() override {
+        CameraTest::SetUp();
+        channel(1, 2, 770, kAddr);
+        start();
+    }
+};
+
+TEST_F(C1080PT, PositionReadAndReport) {
+    const Bytes good = reply(12345, 4500, 2000);
+    Bytes noisy = {0xFF, 0x00, 0x00, 0x42, 0x17};
+    noisy.insert(noisy.end(), good.begin(), good.end());
+    Bytes bad_sum = good;
+    bad_sum[10] ^= 1;
+    const char* fail1 = "ptzsvr(C1080PT_get_pos) : addr 3 getpos failure. tryed 1 times\n";
+    const char* fail2 = "ptzsvr(C1080PT_get_pos) : addr 3 getpos failure. tryed 2 times\n";
+    struct Row {
+        const char* name;
+        std::vector<Bytes> answers;
+        size_t requests;
+        std::vector<uint32_t> pos;
+        std::vector<const char*> failures;
+    };
+    const Row rows[] = {
+        {"first attempt", {good}, 1, {12345, 4500, 2000}, {}},
+        {"third attempt", {{}, {}, good}, 3, {12345, 4500, 2000}, {fail1, fail2}},
+        {"never", {}, 3, {0, 0, 0}, {fail1, fail2}},
+        {"noise before the reply", {noisy}, 1, {12345, 4500, 2000}, {}},
+        {"wrong checksum, then good", {bad_sum, good}, 2, {12345, 4500, 2000}, {fail1}},
+        {"below the horizon shrinks to 0", {reply(100, 18801, 300)}, 1, {100, 0, 300}, {}},
+        {"18800 is still a tilt", {reply(100, 18800, 300)}, 1, {100, 18800, 300}, {}},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        answers = r.answers;
+        requests = 0;
+        board.clear_calls();
+        handle(1, query(1000).pos(7, 8, 9));
+        EXPECT_EQ(requests, r.requests);
+        EXPECT_EQ(writes(), std::vector<Bytes>(r.requests, kRequest));
+        const std::vector<uint32_t> want = {1000, 1, 1, r.pos[0], r.pos[1], r.pos[2]};
+        EXPECT_EQ(report(), want);
+        std::vector<std::string> failures;
+        for (const std::string& l : board.logs())
+            if (l.find("getpos failure") != std::string::npos) failures.push_back(l);
+        EXPECT_EQ(failures, std::vector<std::string>(r.failures.begin(), r.failures.end()));
+        // The trace shows the request's fields, not the position read.
+        EXPECT_TRUE(logged("C1080PT : GET POS : 7, 8, 9\n"));
+    }
+    answers = {reply(100, 18801, 300)};
+    requests = 0;
+    handle(1, query(1000));
+    EXPECT_TRUE(logged("Z20B : shrink tilt 18801 -> 0\n"));
+}
+
+TEST_F(C1080PT, ReportTagAndChannel) {
+    const std::pair<int32_t, uint32_t> tags[] = {
+        {0, 0}, {1, 1}, {2, 0xFFFFFFFF}, {60999, 60999}, {61000, 0xFFFFFFFF}};
+    for (const auto& [requester, tag] : tags) {
+        answers = {reply(1, 2, 3)};
+        requests = 0;
+        board.clear_calls();
+        handle(1, query(requester, 1));
+        EXPECT_EQ(report(), (std::vector<uint32_t>{tag, 1, 1, 1, 2, 3})) << requester;
+    }
+}
+
+TEST_F(C1080PT, SilentCameraCostsThreeTimeOutsAndTheDaemonGoesOn) {
+    const int64_t t0 = board.now();
+    send(query(1000));
+    // three requests (10 ms settle, 11 bytes at 9600 baud doubled: 22916 us) and three 0.3 s waits,
+    // each overrun by at most one 1 ms poll
+    EXPECT_LE(board.now() - t0, 3 * (10000 + 22916 + 300000 + 1000) + 1000);
+    EXPECT_EQ(report(), (std::vector<uint32_t>{1000, 1, 1, 0, 0, 0}));
+    board.clear_calls();
+    send(CmdBuilder(0xE013, 1));
+    EXPECT_EQ(writes(), std::vector<Bytes>{frame7(0, 0, 0)});
+}
+
+TEST_F(C1080PT, SetPositionAndZoomBoxes) {
+    struct Row {
+        const char* name;
+        Bytes cmd;
+        Bytes answer;
+        Bytes sent;
+    };
+    const Row rows[] = {
+        {"set position sends the low 16 bits",
+         CmdBuilder(0xE0A4, 1).pos(0x12345, 9000, 0x10111),
+         {},
+         position(0x2345, 9000, 0x0111)},
+        // A click at the centre leaves everything where it is.
+        {"click at the centre", box(955, 535, 10, 10), reply(20000, 4500, 3000), position(20000, 4500, 3000)},
+        // Probe at its widest (fov 27.30 degrees), 200 x 200 box centred 480 px right of the centre:
+        // pan + 480/960 * 2730, tilt 0 - 0.5 clamped to 0, zoom 9.6 steps: 2457 + 0.6 * 273.
+        {"box right of the centre", box(1340, 440, 200, 200), reply(1000, 0, 273), position(2365, 0, 2620)},
+        {"a failed read computes from (0, 0, 0)", box(955, 535, 10, 10), {}, position(0, 0, 273)},
+        {"zoom out goes to the widest zoom", box(0, 0, 1920, 1080, 1), reply(20000, 4500, 3000),
+         position(20000, 4500, 273)},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        answers = {r.answer, r.answer, r.answer};
+        requests = 0;
+        board.clear_calls();
+        handle(1, r.cmd);
+        const auto w = writes();
+        ASSERT_FALSE(w.empty());
+        EXPECT_EQ(w.back(), r.sent);
+        if (r.cmd[0] == 0xA4) {
+            EXPECT_TRUE(logged("C1080PT : SET POS : 74565, 9000, 65809\n"));
+        }
+    }
+}
+
+TEST_F(C1080PT, ZoomBoxTracesGoToStandardOutput) {
+    answers = {reply(1000, 0, 273)};
+    handle(1, box(1340, 440, 200, 200));
+    const std::string out = stdout_text();
+    EXPECT_EQ(out.rfind("getNewPtValue_Probe : 1000, 0, 273 - 1440, 540\n", 0), 0u) << out;
+    EXPECT_NE(out.find("zoom_index : 1\nzoom_box_ratio : 9.6 0\n"), std::string::npos) << out;
+}
+
+TEST_F(C1080PT, MovesPresetsAndWaits) {
+    struct Row {
+        Bytes cmd;
+        std::vector<Bytes> frames;
+        const char* log;
+    };
+    const Row rows[] = {
+        {CmdBuilder(0xE011, 1).xy(0x20, 0x40), {frame7(0x04, 0x20, 0)}, nullptr},
+        {CmdBuilder(0xE012, 1).xy(61, 67).stop_after(1), {frame7(0x0C, 3, 3), frame7(0, 0, 0)}, nullptr},
+        {CmdBuilder(0xE011, 1).xy(0x40, 0x40), {frame7(0, 0, 0)}, nullptr},
+        {CmdBuilder(0xE011, 1).action(1).xy(0xFF, 0), {frame7(0x25, 0, 11), frame7(0x20, 0, 0)}, nullptr},
+        {CmdBuilder(0xE011, 1).action(2).xy(0x40, 0), {frame7(0x27, 0, 0), frame7(0x100, 0, 0)}, nullptr},
+        {CmdBuilder(0xE011, 1).action(3).xy(0x41, 0), {frame7(0x200, 0, 0)}, "IRIS open\n"},
+        {CmdBuilder(0xE011, 1).action(3).xy(0x40, 0), {frame7(0x400, 0, 0)}, "IRIS close\n"},
+        {CmdBuilder(0xE013, 1), {frame7(0, 0, 0)}, nullptr},
+        {CmdBuilder(0xE014, 1).arg16(300), {frame7(0x07, 0, 44)}, "C1080PT : goto preset 300\n"},
+        {CmdBuilder(0xE020, 1).action(5), {frame7(0x03, 0, 5)}, "C1080PT : save preset 5\n"},
+        {CmdBuilder(0xE022, 1).action(6), {frame7(0x05, 0, 6)}, "C1080PT : clear preset 6\n"},
+    };
+    for (const Row& r : rows) {
+        board.clear_calls();
+        handle(1, r.cmd);
+        EXPECT_EQ(writes(), r.frames);
+        if (r.log) {
+            EXPECT_TRUE(logged(r.log)) << r.log;
+        }
+        for (uint32_t s : sleeps()) EXPECT_TRUE(s == 10000 || s == 35000) << s;
+    }
+}
+
+// Reference from the description: the C1080B's codes for the values it has,
+// Pelco-D's for the other named functions, a preset for everything else.
+TEST_F(C1080PT, AuxTable) {
+    struct Row {
+        uint16_t aux;
+        bool on;
+        std::vector<Bytes> frames;
+        const char* log;
+    };
+    const Row rows[] = {
+        {130, true, {frame7(0x200, 0, 0), frame7(0, 0, 0)}, "manual iris open\n"},
+        {130, false, {frame7(0x400, 0, 0), frame7(0, 0, 0)}, "manual iris close\n"},
+        {533, false, {frame7(0x07, 0, 33)}, "flip\n"},
+        {534, true, {frame7(0x07, 0, 34)}, "pan zero\n"},
+        {111, true, {frame7(0x23, 0, 1)}, "run pattern 1\n"},
+        {558, true, {frame7(0x23, 0, 8)}, "run pattern 8\n"},
+        {110, true, {frame7(0x1F, 0, 1)}, "set pattern start 1\n"},
+        {560, true, {frame7(0x1F, 0, 0)}, "set pattern start 0\n"},
+        {567, false, {frame7(0x21, 0, 7)}, "set pattern stop 7\n"},
+        {711, true, {frame7(0x23, 0, 33)}, "run tour 1\n"},
+        {728, true, {frame7(0x23, 0, 24)}, "run scan 8\n"},
+        {588, false, {frame7(0x07, 0, 89)}, "ir out\n"},
+        {592, true, {frame7(0x03, 0, 92)}, "man limit start\n"},
+        {595, true, {frame7(0x1E, 0, 0)}, "pelco-d menu\n"},
+        {597, false, {frame7(0x07, 0, 96)}, "stop scan\n"},
+        {599, true, {frame7(0x07, 0, 99)}, "auto scan\n"},
+        {730, true, {frame7(0x1E, 0, 0)}, "pelco-d enter\n"},
+        {731, true, {frame7(0x06, 0, 0)}, "pelco-d esc\n"},
+        {3, true, {frame7(0x07, 0, 3)}, "pelcod unkown aux command sent to preset, 3\n"},
+        {570, false, {frame7(0x03, 0, 570 & 0xFF)}, "pelcod unkown aux command sent to preset, 570\n"},
+        {740, false, {frame7(0x03, 0, 740 & 0xFF)}, "pelcod unkown aux command sent to preset, 740\n"},
+        {931, true, {frame7(0x07, 0, 931 & 0xFF)}, "pelcod unkown aux command sent to preset, 931\n"},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.aux);
+        board.clear_calls();
+        handle(1, aux(r.aux, r.on));
+        EXPECT_EQ(writes(), r.frames);
+        EXPECT_TRUE(logged(r.log)) << r.log;
+        EXPECT_EQ(count_sleeps(1000000), r.aux == 130 ? 1u : 0u);
+    }
+}
+
+}  // namespace
+}  // namespace ptz::test
