@@ -250,5 +250,138 @@ TEST_F(C1080PT, AuxTable) {
     }
 }
 
+// WONWOO: models 771..774 are modes 2, 1, 0 and 3.
+class Wonwoo : public CameraTest {
+protected:
+    static constexpr uint16_t kModels[4] = {773, 772, 771, 774};  // by mode
+    void SetUp() override {
+        CameraTest::SetUp();
+        for (int mode = 0; mode < 4; ++mode) channel(mode, 2, kModels[mode], kAddr);
+        start();
+    }
+};
+
+TEST_F(Wonwoo, OneReadTiltAsGivenNoPause) {
+    struct Row {
+        const char* name;
+        Bytes answer;
+        std::vector<uint32_t> pos;
+        bool failed;
+    };
+    const Row rows[] = {
+        {"answer", reply(300, 35500, 9000), {300, 35500, 9000}, false},
+        {"silence", {}, {0, 0, 0}, true},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        answers = {r.answer, reply(1, 2, 3)};
+        requests = 0;
+        board.clear_calls();
+        handle(1, query(5, 1));
+        EXPECT_EQ(writes(), std::vector<Bytes>{kRequest});
+        EXPECT_EQ(report(), (std::vector<uint32_t>{0xFFFFFFFF, 1, 1, r.pos[0], r.pos[1], r.pos[2]}));
+        EXPECT_EQ(logged("ptzsvr(C1080PT_WONWOO_get_pos) : addr 3 getpos failure\n"), r.failed);
+        EXPECT_TRUE(logged("C1080PT_WONWOO_send_get_pos for 1\n"));
+        EXPECT_FALSE(logged("Z20B : shrink tilt 35500 -> 0\n"));
+    }
+    // No minimum pause after a frame: transmit settle and line time only.
+    board.clear_calls();
+    handle(1, CmdBuilder(0xE014, 1).arg16(12));
+    EXPECT_EQ(writes(), std::vector<Bytes>{frame7(0x07, 0, 12)});
+    EXPECT_EQ(sleeps(), (std::vector<uint32_t>{10000, 14582}));
+    EXPECT_TRUE(logged("C1080PT_WONWOO msg_id[e014],action[0],addr[3],x[12],y[0]\r\n"));
+    EXPECT_TRUE(logged("C1080PT_WONWOO : goto preset 12\n"));
+}
+
+// A 960 x 540 box at the centre doubles the magnification (two lens steps
+// from a row) and leaves pan and tilt, but each lens treats the tilt 35500
+// (5 degrees below the horizon) its own way.
+TEST_F(Wonwoo, ZoomBoxPerModel) {
+    struct Row {
+        int mode;
+        uint16_t zoom;  // a row of the model's lens table, two steps from index 5
+        Bytes sent;
+        const char* first_trace;
+    };
+    const Row rows[] = {
+        {0, 6155, position(100, 18000, 12715), "getNewPtValue_Z10B : 100, 35500, 6155 -> 960, 540\n"},
+        {1, 8863, position(100, 35500, 12444), "getNewPtValue_Z20B : 100, -500, 8863 - 960, 540\n"},
+        {2, 8863, position(100, 0, 12444), "getNewPtValue_Z20B : 100, 35500, 8863 - 960, 540\n"},
+        {3, 8082, position(100, 35500, 11450), "getNewPtValue_IR_Z30B : 100, -500, 8082 -> 960, 540\n"},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.mode);
+        for (uint8_t zoom_out : {0, 1}) {
+            answers = {reply(100, 35500, r.zoom)};
+            requests = 0;
+            board.clear_calls();
+            Bytes cmd = box(480, 270, 960, 540, zoom_out);
+            wr16(cmd.data() + 8, static_cast<uint16_t>(r.mode));
+            handle(r.mode, cmd);
+            const Bytes want = zoom_out ? position(100, 35500, 0) : r.sent;
+            EXPECT_EQ(writes(), (std::vector<Bytes>{kRequest, want}));
+            EXPECT_EQ(stdout_text().find(r.first_trace) != std::string::npos, !zoom_out) << stdout_text();
+        }
+    }
+}
+
+// Reference straight from the WONWOO aux table.
+std::vector<Bytes> wonwoo_aux(int aux, bool on, int mode) {
+    auto go = [](int n) { return std::vector<Bytes>{frame7(0x07, 0, static_cast<uint8_t>(n))}; };
+    auto store = [](int n) { return std::vector<Bytes>{frame7(0x03, 0, static_cast<uint8_t>(n))}; };
+    if ((aux >= 1 && aux <= 7) || aux == 9) return {frame7(on ? 0x09 : 0x0B, 0, static_cast<uint8_t>(aux))};
+    if (aux >= 551 && aux <= 558) return go(91 + aux - 551);
+    if (aux >= 711 && aux <= 718) return go(71 + aux - 711);
+    if (aux >= 721 && aux <= 728) return go(81 + aux - 721);
+    if (aux >= 961 && aux <= 968) return go(101 + aux - 961);
+    switch (aux) {
+        case 501: return store(252);
+        case 502: return store(244);
+        case 503: return store(243);
+        case 504: return store(245);
+        case 505: return store(250);
+        case 595: return store(95);
+        case 730: return {frame7(0x27, 0, 2), frame7(0x100, 0, 0), frame7(0, 0, 0)};
+        case 731: return {frame7(0x27, 0, 2), frame7(0x80, 0, 0), frame7(0, 0, 0)};
+        case 740: return {};
+        case 950: return store(248);
+        case 951: return store(240);
+        case 952: return store(241);
+        case 953: return store(242);
+        case 954: return store(mode == 1 ? 250 : 253);
+        case 955: return store(255);
+        default: return on ? go(aux) : store(aux);
+    }
+}
+
+TEST_F(Wonwoo, AuxTablePerMode) {
+    for (int mode = 0; mode < 4; ++mode) {
+        for (int v = 0; v <= 1000; ++v) {
+            for (bool on : {true, false}) {
+                board.clear_calls();
+                handle(mode, aux(static_cast<uint16_t>(v), on));
+                ASSERT_EQ(writes(), wonwoo_aux(v, on, mode))
+                    << "mode " << mode << " aux " << v << " " << on;
+                // 100 ms after every aux, and the menu keys are held for 100 ms
+                ASSERT_EQ(count_sleeps(100000), v == 730 || v == 731 ? 2u : 1u) << v;
+            }
+        }
+    }
+    const std::pair<Bytes, const char*> logs[] = {
+        {aux(3, false), "run aux 3 off\n"},
+        {aux(558, true), "run pattern 8\n"},
+        {aux(712, true), "run tour 2\n"},
+        {aux(728, true), "run scan 8\n"},
+        {aux(961, true), "run group 1\n"},
+        {aux(8, true), "C1080PT_WONWOO : unkown aux command sent to preset, 8\n"},
+        {aux(954, false), "C1080PT_WONWOO model 2, AUX 954,0\n"},
+    };
+    for (const auto& [cmd, text] : logs) {
+        board.clear_calls();
+        handle(2, cmd);
+        EXPECT_TRUE(logged(text)) << text;
+    }
+}
+
 }  // namespace
 }  // namespace ptz::test
