@@ -224,6 +224,7 @@ TEST_F(C1080PT, AuxTable) {
         EXPECT_EQ(writes(), r.frames);
         EXPECT_TRUE(logged(r.log)) << r.log;
         EXPECT_EQ(count_sleeps(1000000), r.aux == 130 ? 1u : 0u);
+        EXPECT_EQ(logged("Send Stop\n"), r.aux == 130);
     }
 }
 
