@@ -188,7 +188,7 @@ TEST_F(C1080PT, MovesPresetsAndWaits) {
     }
 }
 
-// Reference from the description: the C1080B's codes for the values it has,
+// Reference: the C1080B's codes for the values it has,
 // Pelco-D's for the other named functions, a preset for everything else.
 TEST_F(C1080PT, AuxTable) {
     struct Row {

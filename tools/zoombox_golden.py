@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Golden results of the zoom-box geometry, computed apart from the daemon.
 
-A second implementation written straight from the description of the
-cameras' arithmetic (Python floats are IEEE doubles, and every operation
+A second implementation of the cameras' lens arithmetic, written apart
+from the daemon's code (Python floats are IEEE doubles, and every operation
 below is done in the same order), run over a grid of boxes, zooms, pans and
 tilts. Writes tests/zoombox_golden.inc; the C++ test compares the daemon's
 results with it bit for bit.
