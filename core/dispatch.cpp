@@ -18,11 +18,11 @@ constexpr DriverEntry kDrivers[] = {
     {0x201, PTZAction_AutoDome_Fixed, LineArg::port},  // Philips AutoDome, fixed speed
     {0x300, PTZAction_VCC4, LineArg::port},            // Canon VC-C4
     {0x301, PTZAction_C1080B, LineArg::port},          // C1080B
-    {0x302, nullptr, LineArg::port},                   // C1080PT
-    {0x303, nullptr, LineArg::port},                   // C1080PT WONWOO mode 2
-    {0x304, nullptr, LineArg::port},                   // C1080PT WONWOO mode 1
-    {0x305, nullptr, LineArg::port},                   // C1080PT WONWOO mode 0
-    {0x306, nullptr, LineArg::port},                   // C1080PT WONWOO mode 3
+    {0x302, PTZAction_C1080PT, LineArg::port},         // C1080PT
+    {0x303, PTZAction_WONWOO_mode2, LineArg::port},    // C1080PT WONWOO mode 2
+    {0x304, PTZAction_WONWOO_mode1, LineArg::port},    // C1080PT WONWOO mode 1
+    {0x305, PTZAction_WONWOO_mode0, LineArg::port},    // C1080PT WONWOO mode 0
+    {0x306, PTZAction_WONWOO_mode3, LineArg::port},    // C1080PT WONWOO mode 3
     {0x500, PTZAction_Ravel, LineArg::port},           // ravel menu protocol
     {0x501, PTZAction_Model501, LineArg::port},        //
     {0x600, PTZAction_CRR1600, LineArg::port},         // CRR1600

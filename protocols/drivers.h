@@ -47,5 +47,14 @@ void PTZAction_Model1100(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_RVision(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_Model1902(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_Tokina(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+// C1080PT family (position reads and zoom boxes).
+void PTZAction_C1080PT(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+// WONWOO: one driver with a lens mode; the four models' entries fix it.
+void PTZAction_C1080PT_WONWOO(Daemon& d, int port, uint16_t addr, uint8_t* cmd, int mode);
+void C1080PT_WONWOO_aux(Daemon& d, int port, uint16_t addr, uint8_t* cmd, int mode);
+void PTZAction_WONWOO_mode0(Daemon& d, int port, uint16_t addr, uint8_t* cmd);  // 773, Z10B
+void PTZAction_WONWOO_mode1(Daemon& d, int port, uint16_t addr, uint8_t* cmd);  // 772, Z20B
+void PTZAction_WONWOO_mode2(Daemon& d, int port, uint16_t addr, uint8_t* cmd);  // 771, Z20B nowrap
+void PTZAction_WONWOO_mode3(Daemon& d, int port, uint16_t addr, uint8_t* cmd);  // 774, IR Z30B
 
 }  // namespace ptz

@@ -1,0 +1,116 @@
+#include "zoombox/zoombox.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace ptz::zoombox {
+namespace {
+
+enum class ZoomFn { probe, z20b, z30b, z10b };
+enum class PtFn { probe, z20b, z20b_nowrap, ir_z30b, z10b };
+
+struct ZoomGolden {
+    ZoomFn fn;
+    double z;
+    int w, h;
+    double zoom;
+};
+struct PtGolden {
+    PtFn fn;
+    int p, t;
+    double z;
+    int x, y;
+    double pan, tilt;
+};
+struct TraceGolden {
+    size_t row;
+    const char* text;
+};
+
+#include "tests/zoombox_golden.inc"
+
+double zoom_of(const ZoomGolden& g, const Trace& tr) {
+    switch (g.fn) {
+        case ZoomFn::probe: return zoom_box_ratio(kProbe, g.z, g.w, g.h, tr);
+        case ZoomFn::z20b: return zoom_box_ratio(kZ20B, g.z, g.w, g.h, tr);
+        case ZoomFn::z30b: return getNewZoomValue_Z30B(g.z, g.w, g.h, tr);
+        case ZoomFn::z10b: return getNewZoomValue_Z10B(g.z, g.w, g.h, tr);
+    }
+    return 0;
+}
+
+Position pt_of(const PtGolden& g, const Trace& tr) {
+    using F = Position (*)(double, double, double, double, double, const Trace&);
+    constexpr F fns[] = {getNewPtValue_Probe, getNewPtValue_Z20B, getNewPtValue_Z20B_nowrap,
+                         getNewPtValue_IR_Z30B, getNewPtValue_Z10B};
+    return fns[static_cast<int>(g.fn)](g.p, g.t, g.z, g.x, g.y, tr);
+}
+
+// Bit-for-bit: the camera and the recorder must agree on the last bit.
+std::string hex(double v) {
+    char s[64];
+    std::snprintf(s, sizeof s, "%a", v);
+    return s;
+}
+bool same_bits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+struct Captured {
+    std::string text;
+    Trace trace() {
+        return {[](void* c, const char* t, size_t n) { static_cast<Captured*>(c)->text.append(t, n); }, this};
+    }
+};
+
+TEST(ZoomBox, NewZoomMatchesTheReferenceBitForBit) {
+    for (const ZoomGolden& g : kZoomGolden) {
+        const double got = zoom_of(g, {});
+        EXPECT_TRUE(same_bits(got, g.zoom)) << "fn " << static_cast<int>(g.fn) << " z " << g.z << " box "
+                                            << g.w << "x" << g.h << ": " << hex(got) << " != " << hex(g.zoom);
+    }
+}
+
+TEST(ZoomBox, NewPanTiltMatchesTheReferenceBitForBit) {
+    for (const PtGolden& g : kPtGolden) {
+        const Position got = pt_of(g, {});
+        EXPECT_TRUE(same_bits(got.pan, g.pan) && same_bits(got.tilt, g.tilt) && same_bits(got.zoom, g.z))
+            << "fn " << static_cast<int>(g.fn) << " p " << g.p << " t " << g.t << " z " << g.z << " at "
+            << g.x << "," << g.y << ": " << hex(got.pan) << "," << hex(got.tilt) << " != " << hex(g.pan)
+            << "," << hex(g.tilt);
+    }
+}
+
+TEST(ZoomBox, TracesMatchTheReference) {
+    for (const TraceGolden& g : kZoomTraces) {
+        Captured out;
+        zoom_of(kZoomGolden[g.row], out.trace());
+        EXPECT_EQ(out.text, g.text);
+    }
+    for (const TraceGolden& g : kPtTraces) {
+        Captured out;
+        pt_of(kPtGolden[g.row], out.trace());
+        EXPECT_EQ(out.text, g.text);
+    }
+}
+
+// The cases the cameras' engineers check by hand.
+TEST(ZoomBox, WorkedExamples) {
+    struct Case {
+        const char* name;
+        double got, want;
+    };
+    const Case cases[] = {
+        {"Probe full tele stays", zoom_box_ratio(kProbe, 5460, 192, 108), 5460},
+        {"pan wraps past 36000", getNewPtValue_Z10B(35990, 0, 0, 960 + 960.0 * 20 / 2766, 540).pan, 10},
+        {"Z20B reads 35500 as -500, clamps -2276 to -800", getNewPtValue_Z20B(0, 35500, 0, 960, 0).tilt,
+         35200},
+        {"IR Z30B keeps a negative result", getNewPtValue_IR_Z30B(0, 35500, 16384, 960, 140).tilt,
+         36000 - 500 + 117 * 0.59 * -400 / 540},
+    };
+    for (const Case& c : cases) EXPECT_NEAR(c.got, c.want, 1e-9) << c.name;
+}
+
+}  // namespace
+}  // namespace ptz::zoombox
