@@ -265,6 +265,8 @@ TEST_F(CrossCheck, LensKeySweep) {
         {{"hunt", 0x801}, {"---.+++", "---.+++", "----+++"}},  // the centre is command 0
         {{"inos", 0x900}, {"----+++", nullptr, nullptr}},      // other keys resend the last word
         {{"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {"----+++", "++++---", "----+++"}},
+        {{"c1080pt", 0x302}, {"----+++", "----+++", "----+++"}},
+        {{"c1080pt-wonwoo", 0x304}, {"----+++", "----+++", "----+++"}},
     };
     const uint8_t points[] = {0, 32, 63, 64, 65, 80, 127};
     const Kind kinds[] = {Kind::zoom, Kind::focus, Kind::iris};
@@ -365,6 +367,8 @@ TEST_F(CrossCheck, AddressRange) {
         {{"inos-v900", 0x901}, {go(1), {GO(1), V(Kind::query_other, kAny)}}, {0, 1, 255}},
         {{"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {kStop, {S}}, {0, 1, 255}},
         {{"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ}, {kStop, {S}}, {0, 1, 255}},
+        {{"c1080pt", 0x302}, {go(1), {GO(1)}}, {0, 1, 255}},
+        {{"c1080pt-wonwoo", 0x303}, {aux(1), {ON(1)}}, {0, 1, 255}},
     };
     for (const Range& r : ranges) {
         for (int a : r.addresses) {
@@ -874,6 +878,52 @@ TEST_F(CrossCheck, Devices) {
               {ms(0x40, 0, 3), {I(-1), S}},
               {go(5), {}},
           });
+}
+
+TEST_F(CrossCheck, C1080pt) {
+    const Want query = V(Kind::query_position, kAny);
+    check({"c1080pt", 0x302},
+          {
+              {mv(0x20, 0x40), {M(-1, 0)}},
+              {kStop, {S}},
+              {mv(0x40, 0x60), {M(0, 1)}},
+              {kStop, {S}},
+              {go(5), {GO(5)}},
+              {set(7), {SET(7)}},
+              {aux(3), {GO(3)}},  // the C1080PT names no aux outputs: they go out as presets
+              {aux(595), {MENU("menu or enter")}},
+              {aux(731), {MENU("menu escape")}},
+              {aux(130), {I(1), S}},
+              {aux(711), {V(Kind::other, 33)}},
+              {CmdBuilder(0xE0A4).pos(9000, 1500, 4000), {POS(9000, 1500, 4000)}},
+              {CmdBuilder(0xE0A6), {query, query, query}},  // three tries at a silent camera
+          });
+    // WONWOO: the aux table of its own, the menu keys as focus keys.
+    check({"c1080pt-wonwoo", 0x304}, {
+                                         {aux(1), {ON(1)}},
+                                         {aux(9, false), {OFF(9)}},
+                                         {aux(8), {GO(8)}},
+                                         {aux(8, false), {SET(8)}},
+                                         {aux(501), {SET(252)}},
+                                         {aux(505), {SET(250)}},
+                                         {aux(551), {GO(91)}},
+                                         {aux(557, false), {GO(97)}},
+                                         {aux(595), {SET(95)}},
+                                         {aux(711), {GO(71)}},
+                                         {aux(728), {GO(88)}},
+                                         {aux(730), {O, F(-1), S}},
+                                         {aux(731), {O, F(1), S}},
+                                         {aux(740), {}},
+                                         {aux(950), {SET(248)}},
+                                         {aux(954), {SET(250)}},
+                                         {aux(955), {SET(255)}},
+                                         {aux(961), {GO(101)}},
+                                         {aux(2000), {GO(2000 & 0xFF)}},
+                                         {aux(2000, false), {SET(2000 & 0xFF)}},
+                                         {CmdBuilder(0xE0A4).pos(9000, 1500, 4000), {POS(9000, 1500, 4000)}},
+                                         {CmdBuilder(0xE0A6), {query}},
+                                     });
+    check({"c1080pt-wonwoo", 0x305}, {{aux(954), {SET(253)}}});
 }
 
 TEST_F(CrossCheck, CameraFirmwareUpgrade) {
