@@ -859,7 +859,9 @@ TEST_F(CrossCheck, Devices) {
     check({"inos-v900", 0x901}, {
                                     {set(5), {SET(5), status}},
                                     {go(300), {GO(44), status}},
-                                    {CmdBuilder(0xE0A4).pos(0, static_cast<uint32_t>(-300), 20), {O, O}},
+                                    {CmdBuilder(0xE0A4).pos(0, static_cast<uint32_t>(-300), 20),
+                                     {{Kind::other, 0, 0, kAny, {}, "setting 0xa1 -300"},
+                                      {Kind::other, 0, 0, kAny, {}, "setting 0xb1 20"}}},
                                     {CmdBuilder(0xE0A6), {}},
                                     {mv(0x20, 0x40), {}},
                                 });
