@@ -41,6 +41,7 @@ Want CLR(int n) { return V(Kind::clear_preset, n); }
 Want ON(int n) { return V(Kind::aux_on, n); }
 Want OFF(int n) { return V(Kind::aux_off, n); }
 Want MENU(const char* text) { return {Kind::menu, 0, 0, kAny, {}, text}; }
+Want OTHER(const char* text) { return {Kind::other, 0, 0, kAny, {}, text}; }
 Want POS(uint32_t p, uint32_t t, uint32_t z) { return {Kind::set_position, 0, 0, kAny, {p, t, z}}; }
 Want at(Want w, int address) { return w.address = address, w; }
 const Want S{Kind::stop}, O{Kind::other};
@@ -380,349 +381,370 @@ TEST_F(CrossCheck, AddressRange) {
 }
 
 TEST_F(CrossCheck, PelcoD) {
-    check({"pelco-d", 0x1600},
-          {
-              {ms(0x20, 0x40), {M(-1, 0), S}},
-              {ms(0x60, 0x40), {M(1, 0), S}},
-              {ms(0x40, 0x20), {M(0, -1), S}},
-              {ms(0x40, 0x60), {M(0, 1), S}},
-              {ms(61, 67), {M(-1, 1), S}},
-              {ms(0, 0), {M(-1, -1), S}},
-              {ms(0x7F, 0x7F), {M(1, 1), S}},
-              {ms(67, 61), {M(1, -1), S}},
-              {mv(0x20, 0x40), {M(-1, 0)}},
-              {mv(0x40, 0x60), {M(-1, 1)}},  // the head keeps the pan it was given until a stop
-              {kStop, {S}},
-              {ms(0xFF, 0, 1), {O, Z(1), S}},
-              {ms(0x40, 0, 1), {O, Z(-1), S}},
-              {ms(0x60, 0, 2), {O, F(1), S}},
-              {ms(0x20, 0, 2), {O, F(-1), S}},
-              {ms(0x41, 0, 3), {I(1), S}},
-              {ms(0x40, 0, 3), {I(-1), S}},
-              {go(300), {GO(44)}},
-              {set(7), {SET(7)}},
-              {clr(9), {CLR(9)}},
-              {aux(3), {ON(3)}},
-              {aux(9, false), {OFF(9)}},
-              {aux(8), {GO(8)}},
-              {aux(719, false), {SET(719 & 0xFF)}},
-              {aux(595), {SET(95)}},
-              {aux(533), {GO(33)}},
-              {aux(597, false), {GO(96)}},
-              {aux(730), {I(1), S}},  // the camera's menu takes iris open as enter
-              {aux(731), {I(-1), S}},
-              {aux(130, false), {I(-1), S}},
-              {aux(551), {O}},
-              {aux(110), {O}},
-              {aux(740), {}},
-              {CmdBuilder(0xE0A4).pos(0x12345, 0x0203, 0x0405),
-               {POS(0, 0x203, 0), POS(0, 0, 0x405), POS(0x2345, 0, 0)}},
-              {CmdBuilder(0xE0A6),
-               {V(Kind::query_position, 0), V(Kind::query_position, 1), V(Kind::query_position, 2)}},
-          });
+    // clang-format off
+    check({"pelco-d", 0x1600}, {
+        {ms(0x20, 0x40), {M(-1, 0), S}},
+        {ms(0x60, 0x40), {M(1, 0), S}},
+        {ms(0x40, 0x20), {M(0, -1), S}},
+        {ms(0x40, 0x60), {M(0, 1), S}},
+        {ms(61, 67), {M(-1, 1), S}},
+        {ms(0, 0), {M(-1, -1), S}},
+        {ms(0x7F, 0x7F), {M(1, 1), S}},
+        {ms(67, 61), {M(1, -1), S}},
+        {mv(0x20, 0x40), {M(-1, 0)}},
+        {mv(0x40, 0x60), {M(-1, 1)}},  // the head keeps the pan it was given until a stop
+        {kStop, {S}},
+        {ms(0xFF, 0, 1), {O, Z(1), S}},
+        {ms(0x40, 0, 1), {O, Z(-1), S}},
+        {ms(0x60, 0, 2), {O, F(1), S}},
+        {ms(0x20, 0, 2), {O, F(-1), S}},
+        {ms(0x41, 0, 3), {I(1), S}},
+        {ms(0x40, 0, 3), {I(-1), S}},
+        {go(300), {GO(44)}},
+        {set(7), {SET(7)}},
+        {clr(9), {CLR(9)}},
+        {aux(3), {ON(3)}},
+        {aux(9, false), {OFF(9)}},
+        {aux(8), {GO(8)}},
+        {aux(719, false), {SET(719 & 0xFF)}},
+        {aux(595), {SET(95)}},
+        {aux(533), {GO(33)}},
+        {aux(597, false), {GO(96)}},
+        {aux(730), {I(1), S}},  // the camera's menu takes iris open as enter
+        {aux(731), {I(-1), S}},
+        {aux(130, false), {I(-1), S}},
+        {aux(551), {O}},
+        {aux(110), {O}},
+        {aux(740), {}},
+        {CmdBuilder(0xE0A4).pos(0x12345, 0x0203, 0x0405),
+        {POS(0, 0x203, 0), POS(0, 0, 0x405), POS(0x2345, 0, 0)}},
+        {CmdBuilder(0xE0A6),
+        {V(Kind::query_position, 0), V(Kind::query_position, 1), V(Kind::query_position, 2)}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, PelcoDOverCoax) {
     // Every TVI action is followed by a stop, and the TVI head's focus keys are the other way round.
+    // clang-format off
     check({"pelco-d-tvi", 0x1600, 5, 5, 3}, {
-                                                {mv(0x20, 0x40), {M(-1, 0), S}},
-                                                {mv(0x60, 0x20), {M(1, -1), S}},
-                                                {mv(0x40, 0x60), {M(0, 1), S}},
-                                                {mv(0x60, 0, 1), {O, Z(1), S}},
-                                                {mv(0x20, 0, 1), {O, Z(-1), S}},
-                                                {mv(0x60, 0, 2), {O, F(-1), S}},
-                                                {mv(0x20, 0, 2), {O, F(1), S}},
-                                                {mv(0x60, 0, 3), {I(1), S}},
-                                                {kStop, {S}},
-                                                {aux(730), {I(1), S}},
-                                                {aux(731), {I(-1), S}},
-                                                {aux(595), {SET(95)}},
-                                                {aux(20), {GO(20)}},
-                                                {aux(20, false), {SET(20)}},
-                                                {go(5), {}},
-                                            });
+        {mv(0x20, 0x40), {M(-1, 0), S}},
+        {mv(0x60, 0x20), {M(1, -1), S}},
+        {mv(0x40, 0x60), {M(0, 1), S}},
+        {mv(0x60, 0, 1), {O, Z(1), S}},
+        {mv(0x20, 0, 1), {O, Z(-1), S}},
+        {mv(0x60, 0, 2), {O, F(-1), S}},
+        {mv(0x20, 0, 2), {O, F(1), S}},
+        {mv(0x60, 0, 3), {I(1), S}},
+        {kStop, {S}},
+        {aux(730), {I(1), S}},
+        {aux(731), {I(-1), S}},
+        {aux(595), {SET(95)}},
+        {aux(20), {GO(20)}},
+        {aux(20, false), {SET(20)}},
+        {go(5), {}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, PelcoP) {
     // Focus keys as the Pelco-P camera has them: x above the centre sends the near bit.
+    // clang-format off
     check({"pelco-p", 0x1601}, {
-                                   {mv(0x20, 0x40), {M(-1, 0)}},
-                                   {mv(0x60, 0x70), {M(1, 1)}},
-                                   {mv(0x10, 0x10), {M(-1, -1)}},
-                                   {mv(0x40, 0x20), {M(0, -1)}},
-                                   {mv(0x40, 0x40), {S}},
-                                   {ms(0x40, 0x60), {M(0, 1), S}},
-                                   {mv(0xC0, 0, 1), {Z(1)}},
-                                   {mv(0x20, 0, 1), {Z(-1)}},
-                                   {mv(0x40, 0, 1), {S}},
-                                   {mv(0x60, 0, 2), {F(-1)}},
-                                   {mv(0x20, 0, 2), {F(1)}},
-                                   {mv(0x60, 0, 3), {S}},
-                                   {kStop, {S}},
-                                   {go(300), {GO(44)}},
-                                   {set(7), {SET(7)}},
-                                   {clr(9), {CLR(9)}},
-                                   {aux(3), {ON(3)}},
-                                   {aux(9, false), {OFF(9)}},
-                                   {aux(730), {I(1)}},
-                                   {aux(731), {I(-1)}},
-                                   {aux(595), {SET(95)}},
-                                   {aux(600), {}},
-                               });
+        {mv(0x20, 0x40), {M(-1, 0)}},
+        {mv(0x60, 0x70), {M(1, 1)}},
+        {mv(0x10, 0x10), {M(-1, -1)}},
+        {mv(0x40, 0x20), {M(0, -1)}},
+        {mv(0x40, 0x40), {S}},
+        {ms(0x40, 0x60), {M(0, 1), S}},
+        {mv(0xC0, 0, 1), {Z(1)}},
+        {mv(0x20, 0, 1), {Z(-1)}},
+        {mv(0x40, 0, 1), {S}},
+        {mv(0x60, 0, 2), {F(-1)}},
+        {mv(0x20, 0, 2), {F(1)}},
+        {mv(0x60, 0, 3), {S}},
+        {kStop, {S}},
+        {go(300), {GO(44)}},
+        {set(7), {SET(7)}},
+        {clr(9), {CLR(9)}},
+        {aux(3), {ON(3)}},
+        {aux(9, false), {OFF(9)}},
+        {aux(730), {I(1)}},
+        {aux(731), {I(-1)}},
+        {aux(595), {SET(95)}},
+        {aux(600), {}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, SamsungE) {
+    // clang-format off
     check({"samsung-e", 0x1904}, {
-                                     {mv(47, 0x40), {M(-1, 0)}},
-                                     {mv(81, 0x40), {M(1, 0)}},
-                                     {mv(0x40, 47), {M(0, -1)}},
-                                     {mv(0x40, 81), {M(0, 1)}},
-                                     {mv(0x10, 0x70), {M(-1, 1)}},
-                                     {mv(0x10, 0x10), {M(-1, -1)}},
-                                     {mv(0x70, 0x70), {M(1, 1)}},
-                                     {ms(0x70, 0x10), {M(1, -1), S}},
-                                     {mv(48, 80), {S}},
-                                     {mv(0x60, 0, 1), {Z(1)}},
-                                     {mv(0x20, 0, 1), {Z(-1)}},
-                                     {mv(0x60, 0, 2), {F(1)}},
-                                     {mv(0x20, 0, 2), {F(-1)}},
-                                     {mv(0x60, 0, 3), {S}},
-                                     {kStop, {S}},
-                                     {go(300), {GO(44)}},
-                                     {set(7), {SET(7)}},
-                                     {clr(9), {}},
-                                     {aux(730), {MENU("menu enter")}},
-                                     {aux(731), {MENU("menu escape")}},
-                                     {aux(740), {MENU("menu escape")}},
-                                     {aux(595), {MENU("menu")}},
-                                     {aux(20), {V(Kind::other, 20)}},
-                                 });
+        {mv(47, 0x40), {M(-1, 0)}},
+        {mv(81, 0x40), {M(1, 0)}},
+        {mv(0x40, 47), {M(0, -1)}},
+        {mv(0x40, 81), {M(0, 1)}},
+        {mv(0x10, 0x70), {M(-1, 1)}},
+        {mv(0x10, 0x10), {M(-1, -1)}},
+        {mv(0x70, 0x70), {M(1, 1)}},
+        {ms(0x70, 0x10), {M(1, -1), S}},
+        {mv(48, 80), {S}},
+        {mv(0x60, 0, 1), {Z(1)}},
+        {mv(0x20, 0, 1), {Z(-1)}},
+        {mv(0x60, 0, 2), {F(1)}},
+        {mv(0x20, 0, 2), {F(-1)}},
+        {mv(0x60, 0, 3), {S}},
+        {kStop, {S}},
+        {go(300), {GO(44)}},
+        {set(7), {SET(7)}},
+        {clr(9), {}},
+        {aux(730), {MENU("menu enter")}},
+        {aux(731), {MENU("menu escape")}},
+        {aux(740), {MENU("menu escape")}},
+        {aux(595), {MENU("menu")}},
+        {aux(20), {V(Kind::other, 20)}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, Panasonic) {
     // Every command opens with the power/on-line frame.
+    // clang-format off
     check({"panasonic", 0x1602}, {
-                                     {mv(0, 0x40), {O, M(-1, 0)}},
-                                     {mv(0x7F, 0x40), {O, M(1, 0)}},
-                                     {mv(0x40, 0x10), {O, M(0, -1)}},
-                                     {mv(0x40, 0x70), {O, M(0, 1)}},
-                                     {mv(0x10, 0x70), {O, M(-1, 1)}},
-                                     {mv(0x10, 0x10), {O, M(-1, -1)}},
-                                     {mv(0x70, 0x70), {O, M(1, 1)}},
-                                     {mv(0x70, 0x10), {O, M(1, -1)}},
-                                     {mv(0x40, 0x40), {O, S}},
-                                     {mv(0x50, 0, 1), {O, Z(1)}},
-                                     {mv(0x20, 0, 1), {O, Z(-1)}},
-                                     {mv(0, 0, 1), {O, Z(-1)}},
-                                     {mv(0x40, 0, 1), {O, S}},
-                                     {mv(0x60, 0, 2), {O, F(1)}},
-                                     {mv(0x20, 0, 2), {O, F(-1)}},
-                                     {kStop, {O, S, S}},
-                                     {go(1), {O, GO(1)}},
-                                     {go(16), {O, GO(16)}},
-                                     {set(7), {O, O, SET(7)}},
-                                     {set(156), {O, O, SET(156)}},
-                                     {clr(7), {O}},
-                                 });
+        {mv(0, 0x40), {O, M(-1, 0)}},
+        {mv(0x7F, 0x40), {O, M(1, 0)}},
+        {mv(0x40, 0x10), {O, M(0, -1)}},
+        {mv(0x40, 0x70), {O, M(0, 1)}},
+        {mv(0x10, 0x70), {O, M(-1, 1)}},
+        {mv(0x10, 0x10), {O, M(-1, -1)}},
+        {mv(0x70, 0x70), {O, M(1, 1)}},
+        {mv(0x70, 0x10), {O, M(1, -1)}},
+        {mv(0x40, 0x40), {O, S}},
+        {mv(0x50, 0, 1), {O, Z(1)}},
+        {mv(0x20, 0, 1), {O, Z(-1)}},
+        {mv(0, 0, 1), {O, Z(-1)}},
+        {mv(0x40, 0, 1), {O, S}},
+        {mv(0x60, 0, 2), {O, F(1)}},
+        {mv(0x20, 0, 2), {O, F(-1)}},
+        {kStop, {O, S, S}},
+        {go(1), {O, GO(1)}},
+        {go(16), {O, GO(16)}},
+        {set(7), {O, O, SET(7)}},
+        {set(156), {O, O, SET(156)}},
+        {clr(7), {O}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, AutoDome) {
     // The camera's menu keys travel as lens keys: enter as focus far, escape as iris open.
-    check({"autodome", 0x200},
-          {
-              {mv(0x30, 0x40), {M(-1, 0)}},
-              {mv(0, 0x40), {M(-1, 0)}},  // pan speed 16 loses its top bit: left at speed 0
-              {mv(0x50, 0x40), {M(1, 0)}},
-              {mv(0x40, 0x30), {M(0, -1)}},
-              {mv(0x40, 0x50), {M(0, 1)}},
-              {mv(0x30, 0x50), {M(-1, 1)}},
-              {mv(0x30, 0x30), {M(-1, -1)}},
-              {mv(0x50, 0x50), {M(1, 1)}},
-              {ms(0x50, 0x30), {M(1, -1), S}},
-              {mv(0x50, 0, 1), {Z(1)}},
-              {mv(0x30, 0, 1), {Z(-1)}},
-              {mv(0x50, 0, 2), {F(1)}},
-              {mv(0x30, 0, 2), {F(-1)}},
-              {mv(0x50, 0, 3), {I(1)}},
-              {mv(0x40, 0, 3), {I(-1)}},
-              {kStop, {S}},
-              {go(300), {GO(44)}},
-              {set(3), {SET(3)}},
-              {aux(5), {ON(5)}},
-              {aux(5, false), {OFF(5)}},
-              {aux(595), {MENU(nullptr)}},
-              {aux(730), {F(1)}},
-              {aux(731), {I(1)}},
-              {aux(2000), {}},
-          });
+    // clang-format off
+    check({"autodome", 0x200}, {
+        {mv(0x30, 0x40), {M(-1, 0)}},
+        {mv(0, 0x40), {M(-1, 0)}},  // pan speed 16 loses its top bit: left at speed 0
+        {mv(0x50, 0x40), {M(1, 0)}},
+        {mv(0x40, 0x30), {M(0, -1)}},
+        {mv(0x40, 0x50), {M(0, 1)}},
+        {mv(0x30, 0x50), {M(-1, 1)}},
+        {mv(0x30, 0x30), {M(-1, -1)}},
+        {mv(0x50, 0x50), {M(1, 1)}},
+        {ms(0x50, 0x30), {M(1, -1), S}},
+        {mv(0x50, 0, 1), {Z(1)}},
+        {mv(0x30, 0, 1), {Z(-1)}},
+        {mv(0x50, 0, 2), {F(1)}},
+        {mv(0x30, 0, 2), {F(-1)}},
+        {mv(0x50, 0, 3), {I(1)}},
+        {mv(0x40, 0, 3), {I(-1)}},
+        {kStop, {S}},
+        {go(300), {GO(44)}},
+        {set(3), {SET(3)}},
+        {aux(5), {ON(5)}},
+        {aux(5, false), {OFF(5)}},
+        {aux(595), {MENU(nullptr)}},
+        {aux(730), {F(1)}},
+        {aux(731), {I(1)}},
+        {aux(2000), {}},
+    });
+    // clang-format on
+    // clang-format off
     check({"autodome", 0x201}, {
-                                   {mv(0x30, 0x40), {M(-1, 0)}},
-                                   {mv(0x50, 0x40), {M(1, 0)}},
-                                   {mv(0x40, 0x30), {M(0, -1)}},
-                                   {mv(0x30, 0x50), {M(-1, 1)}},
-                                   {ms(0x50, 0x30), {M(1, -1)}},
-                                   {mv(0x50, 0, 1), {Z(1)}},
-                                   {mv(0x30, 0, 1), {Z(-1)}},
-                                   {mv(0x50, 0, 2), {F(1)}},
-                                   {mv(0x30, 0, 2), {F(-1)}},
-                                   {kStop, {S}},
-                                   {go(9), {GO(9)}},
-                                   {set(3), {SET(3)}},
-                                   {aux(5), {}},
-                               });
+        {mv(0x30, 0x40), {M(-1, 0)}},
+        {mv(0x50, 0x40), {M(1, 0)}},
+        {mv(0x40, 0x30), {M(0, -1)}},
+        {mv(0x30, 0x50), {M(-1, 1)}},
+        {ms(0x50, 0x30), {M(1, -1)}},
+        {mv(0x50, 0, 1), {Z(1)}},
+        {mv(0x30, 0, 1), {Z(-1)}},
+        {mv(0x50, 0, 2), {F(1)}},
+        {mv(0x30, 0, 2), {F(-1)}},
+        {kStop, {S}},
+        {go(9), {GO(9)}},
+        {set(3), {SET(3)}},
+        {aux(5), {}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, Vcc4) {
     // Every command opens with 0x90 '0' to every head (device 0x30); the first also initialises the heads.
     const Want open = at(O, 0);
+    // clang-format off
     check({"vcc4", 0x300}, {
-                               {kStop, {open, open, open, S, at(S, 0), S, O}},
-                               {mv(0x20, 0x40), {open, O, O, M(-1, 0)}},
-                               {mv(0x60, 0x40), {open, O, O, M(1, 0)}},
-                               {mv(0x40, 0x20), {open, O, O, M(0, -1)}},
-                               {mv(0x30, 0x50), {open, O, O, M(-1, 1)}},
-                               {mv(0x50, 0x30), {open, O, O, M(1, -1)}},
-                               {mv(0x40, 0x40), {open, O, O, S}},
-                               {mv(0x60, 0, 1), {open, O, Z(1)}},
-                               {mv(0x40, 0, 1), {open, O, Z(-1)}},
-                               {mv(0x60, 0, 2), {open, O, F(1)}},
-                               {mv(0x20, 0, 2), {open, O, F(-1)}},
-                               {go(5), {open, O, O, GO(5)}},
-                               {go(10), {open, O, O, GO(10)}},
-                               {set(7), {open, SET(7)}},
-                               {aux(602), {open, ON(602)}},
-                               {aux(602, false), {open, OFF(602)}},
-                               {aux(603), {open}},
-                           });
+        {kStop, {open, open, open, S, at(S, 0), S, O}},
+        {mv(0x20, 0x40), {open, O, O, M(-1, 0)}},
+        {mv(0x60, 0x40), {open, O, O, M(1, 0)}},
+        {mv(0x40, 0x20), {open, O, O, M(0, -1)}},
+        {mv(0x30, 0x50), {open, O, O, M(-1, 1)}},
+        {mv(0x50, 0x30), {open, O, O, M(1, -1)}},
+        {mv(0x40, 0x40), {open, O, O, S}},
+        {mv(0x60, 0, 1), {open, O, Z(1)}},
+        {mv(0x40, 0, 1), {open, O, Z(-1)}},
+        {mv(0x60, 0, 2), {open, O, F(1)}},
+        {mv(0x20, 0, 2), {open, O, F(-1)}},
+        {go(5), {open, O, O, GO(5)}},
+        {go(10), {open, O, O, GO(10)}},
+        {set(7), {open, SET(7)}},
+        {aux(602), {open, ON(602)}},
+        {aux(602, false), {open, OFF(602)}},
+        {aux(603), {open}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, Vicon) {
+    // clang-format off
     check({"vicon", 0x2202, 0x23}, {
-                                       {mv(0x20, 0x60), {M(-1, 1)}},
-                                       {mv(0x60, 0x20), {M(1, -1)}},
-                                       {ms(0x60, 0x40), {M(1, 0), S}},
-                                       {mv(0x40, 0x40), {S}},
-                                       {mv(0x20, 0, 1), {Z(-1)}},
-                                       {mv(0x60, 0, 1), {Z(1)}},
-                                       {mv(0x40, 0, 1), {S}},
-                                       {mv(0x20, 0, 2), {F(-1)}},
-                                       {mv(0x60, 0, 2), {F(1)}},
-                                       {mv(0x40, 0, 3), {I(-1)}},
-                                       {mv(0x41, 0, 3), {I(1)}},
-                                       {kStop, {S}},
-                                       {go(300), {GO(44)}},
-                                       {set(7), {SET(7)}},
-                                       {clr(7), {}},
-                                       {aux(3), {V(Kind::other, 3)}},
-                                       {aux(6, false), {V(Kind::other, 6)}},
-                                       {aux(595), {I(1)}},  // menu and enter share the iris-open key
-                                       {aux(731), {I(-1)}},
-                                   });
+        {mv(0x20, 0x60), {M(-1, 1)}},
+        {mv(0x60, 0x20), {M(1, -1)}},
+        {ms(0x60, 0x40), {M(1, 0), S}},
+        {mv(0x40, 0x40), {S}},
+        {mv(0x20, 0, 1), {Z(-1)}},
+        {mv(0x60, 0, 1), {Z(1)}},
+        {mv(0x40, 0, 1), {S}},
+        {mv(0x20, 0, 2), {F(-1)}},
+        {mv(0x60, 0, 2), {F(1)}},
+        {mv(0x40, 0, 3), {I(-1)}},
+        {mv(0x41, 0, 3), {I(1)}},
+        {kStop, {S}},
+        {go(300), {GO(44)}},
+        {set(7), {SET(7)}},
+        {clr(7), {}},
+        {aux(3), {V(Kind::other, 3)}},
+        {aux(6, false), {V(Kind::other, 6)}},
+        {aux(595), {I(1)}},  // menu and enter share the iris-open key
+        {aux(731), {I(-1)}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, Hikc) {
-    check({"hikc", 0x808, -1, 5},
-          {
-              {mv(0x40, 0x40), {O}},  // a fresh daemon has no move to repeat
-              {mv(61, 67), {M(-1, 1)}},
-              {mv(0, 0), {M(-1, -1)}},
-              {mv(127, 67), {M(1, 1)}},
-              {mv(67, 61), {M(1, -1)}},
-              {mv(0x20, 0x40), {M(-1, 0)}},
-              {mv(65, 64), {M(1, 0)}},
-              {mv(0x40, 0x30), {M(0, -1)}},
-              {mv(0x40, 0x50), {M(0, 1)}},
-              {mv(0x40, 0x40), {M(0, 1)}},  // the centre repeats the last move at speed 0
-              {mv(64, 0, 1), {Z(-1)}},
-              {mv(65, 0, 1), {Z(1)}},
-              {mv(10, 0, 2), {F(-1)}},
-              {mv(70, 0, 2), {F(1)}},
-              {mv(64, 0, 3), {I(-1)}},
-              {mv(90, 0, 3), {I(1)}},
-              {ms(0x20, 0x40), {M(-1, 0), S}},
-              {kStop, {S}},
-              {go(300), {GO(44)}},
-              {set(5), {SET(5)}},
-              {clr(6), {CLR(6)}},
-              {aux(551), {O}},
-              {aux(595), {GO(95)}},
-              {aux(599), {O}},
-              {aux(712), {GO(36)}},
-              {aux(730), {I(1)}},
-              {aux(731), {I(-1)}},
-              {aux(805), {O}},
-              {aux(715), {}},
-          });
+    // clang-format off
+    check({"hikc", 0x808, -1, 5}, {
+        {mv(0x40, 0x40), {O}},  // a fresh daemon has no move to repeat
+        {mv(61, 67), {M(-1, 1)}},
+        {mv(0, 0), {M(-1, -1)}},
+        {mv(127, 67), {M(1, 1)}},
+        {mv(67, 61), {M(1, -1)}},
+        {mv(0x20, 0x40), {M(-1, 0)}},
+        {mv(65, 64), {M(1, 0)}},
+        {mv(0x40, 0x30), {M(0, -1)}},
+        {mv(0x40, 0x50), {M(0, 1)}},
+        {mv(0x40, 0x40), {M(0, 1)}},  // the centre repeats the last move at speed 0
+        {mv(64, 0, 1), {Z(-1)}},
+        {mv(65, 0, 1), {Z(1)}},
+        {mv(10, 0, 2), {F(-1)}},
+        {mv(70, 0, 2), {F(1)}},
+        {mv(64, 0, 3), {I(-1)}},
+        {mv(90, 0, 3), {I(1)}},
+        {ms(0x20, 0x40), {M(-1, 0), S}},
+        {kStop, {S}},
+        {go(300), {GO(44)}},
+        {set(5), {SET(5)}},
+        {clr(6), {CLR(6)}},
+        {aux(551), {O}},
+        {aux(595), {GO(95)}},
+        {aux(599), {O}},
+        {aux(712), {GO(36)}},
+        {aux(730), {I(1)}},
+        {aux(731), {I(-1)}},
+        {aux(805), {O}},
+        {aux(715), {}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, Hda) {
+    // clang-format off
     check({"hda", 0x809, -1, 5}, {
-                                     {mv(0x20, 0x60), {M(-1, 1)}},
-                                     {mv(0x20, 0x20), {M(-1, -1)}},
-                                     {mv(0x60, 0x60), {M(1, 1)}},
-                                     {mv(0x60, 0x20), {M(1, -1)}},
-                                     {mv(0x20, 0x40), {M(-1, 0)}},
-                                     {mv(0x60, 0x40), {M(1, 0)}},
-                                     {mv(0x40, 0x20), {M(0, -1)}},
-                                     {mv(0x40, 0x60), {M(0, 1)}},
-                                     {mv(0, 0x40), {M(-1, 0)}},
-                                     {mv(0x40, 0), {M(0, -1)}},
-                                     {mv(0x40, 0x40), {S}},
-                                     {ms(0x20, 0x40), {M(-1, 0), S}},
-                                     {mv(64, 0, 1), {Z(-1)}},
-                                     {mv(65, 0, 1), {Z(1)}},
-                                     {mv(64, 0, 2), {F(-1)}},
-                                     {mv(65, 0, 2), {F(1)}},
-                                     {mv(64, 0, 3), {I(-1)}},
-                                     {mv(65, 0, 3), {I(1)}},
-                                     {kStop, {S}},
-                                     {go(300), {GO(44)}},
-                                     {set(5), {SET(5)}},
-                                     {clr(5), {}},
-                                     {aux(730), {I(1)}},
-                                     {aux(731), {I(-1)}},
-                                     {aux(595), {SET(95), SET(95)}},
-                                     {aux(600), {}},
-                                 });
+        {mv(0x20, 0x60), {M(-1, 1)}},
+        {mv(0x20, 0x20), {M(-1, -1)}},
+        {mv(0x60, 0x60), {M(1, 1)}},
+        {mv(0x60, 0x20), {M(1, -1)}},
+        {mv(0x20, 0x40), {M(-1, 0)}},
+        {mv(0x60, 0x40), {M(1, 0)}},
+        {mv(0x40, 0x20), {M(0, -1)}},
+        {mv(0x40, 0x60), {M(0, 1)}},
+        {mv(0, 0x40), {M(-1, 0)}},
+        {mv(0x40, 0), {M(0, -1)}},
+        {mv(0x40, 0x40), {S}},
+        {ms(0x20, 0x40), {M(-1, 0), S}},
+        {mv(64, 0, 1), {Z(-1)}},
+        {mv(65, 0, 1), {Z(1)}},
+        {mv(64, 0, 2), {F(-1)}},
+        {mv(65, 0, 2), {F(1)}},
+        {mv(64, 0, 3), {I(-1)}},
+        {mv(65, 0, 3), {I(1)}},
+        {kStop, {S}},
+        {go(300), {GO(44)}},
+        {set(5), {SET(5)}},
+        {clr(5), {}},
+        {aux(730), {I(1)}},
+        {aux(731), {I(-1)}},
+        {aux(595), {SET(95), SET(95)}},
+        {aux(600), {}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, C1080B) {
     // Without the TOSK edition the C1080B's focus keys are the other way round, and neither a stop nor a go
     // to preset goes out.
+    // clang-format off
     check({"c1080b", 0x2302}, {
-                                  {mv(0x20, 0x40), {M(-1, 0)}},
-                                  {mv(0x60, 0x40), {M(1, 0)}},
-                                  {mv(0x40, 0x20), {M(0, -1)}},
-                                  {mv(0x40, 0x60), {M(0, 1)}},
-                                  {mv(0x20, 0x60), {M(-1, 1)}},
-                                  {mv(0x20, 0x20), {M(-1, -1)}},
-                                  {mv(0x60, 0x60), {M(1, 1)}},
-                                  {ms(0x60, 0x20), {M(1, -1), S}},
-                                  {mv(0x40, 0, 1), {O, Z(-1)}},
-                                  {mv(0x60, 0, 1), {O, Z(1)}},
-                                  {mv(0x60, 0, 2), {O, F(-1)}},
-                                  {mv(0x40, 0, 2), {O, F(1)}},
-                                  {mv(0x60, 0, 3), {I(1)}},
-                                  {mv(0x40, 0, 3), {I(-1)}},
-                                  {kStop, {}},
-                                  {go(5), {}},
-                                  {set(7), {SET(7)}},
-                                  {clr(9), {CLR(9)}},
-                                  {aux(3), {ON(3)}},
-                                  {aux(9, false), {OFF(9)}},
-                                  {aux(130), {I(1), S}},
-                                  {aux(551), {O}},
-                                  {aux(561, false), {O}},
-                                  {aux(590), {SET(90)}},
-                                  {aux(599, false), {GO(96)}},
-                                  {aux(595), {MENU("menu or enter")}},
-                                  {aux(730), {MENU("menu or enter")}},
-                                  {aux(731), {MENU("menu escape")}},
-                                  {aux(740), {}},
-                                  {aux(931), {O}},
-                                  {aux(941, false), {O}},
-                                  {aux(20), {GO(20)}},
-                              });
+        {mv(0x20, 0x40), {M(-1, 0)}},
+        {mv(0x60, 0x40), {M(1, 0)}},
+        {mv(0x40, 0x20), {M(0, -1)}},
+        {mv(0x40, 0x60), {M(0, 1)}},
+        {mv(0x20, 0x60), {M(-1, 1)}},
+        {mv(0x20, 0x20), {M(-1, -1)}},
+        {mv(0x60, 0x60), {M(1, 1)}},
+        {ms(0x60, 0x20), {M(1, -1), S}},
+        {mv(0x40, 0, 1), {O, Z(-1)}},
+        {mv(0x60, 0, 1), {O, Z(1)}},
+        {mv(0x60, 0, 2), {O, F(-1)}},
+        {mv(0x40, 0, 2), {O, F(1)}},
+        {mv(0x60, 0, 3), {I(1)}},
+        {mv(0x40, 0, 3), {I(-1)}},
+        {kStop, {}},
+        {go(5), {}},
+        {set(7), {SET(7)}},
+        {clr(9), {CLR(9)}},
+        {aux(3), {ON(3)}},
+        {aux(9, false), {OFF(9)}},
+        {aux(130), {I(1), S}},
+        {aux(551), {O}},
+        {aux(561, false), {O}},
+        {aux(590), {SET(90)}},
+        {aux(599, false), {GO(96)}},
+        {aux(595), {MENU("menu or enter")}},
+        {aux(730), {MENU("menu or enter")}},
+        {aux(731), {MENU("menu escape")}},
+        {aux(740), {}},
+        {aux(931), {O}},
+        {aux(941, false), {O}},
+        {aux(20), {GO(20)}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, Ptc) {
@@ -731,26 +753,27 @@ TEST_F(CrossCheck, Ptc) {
         SCOPED_TRACE(p203 ? "ptc203" : "ptc107");
         const std::vector<Want> af = p203 ? std::vector<Want>{O} : std::vector<Want>{};
         auto with = [&](std::vector<Want> w) { return w.insert(w.end(), af.begin(), af.end()), w; };
-        check({p203 ? "ptc203" : "ptc107", 0x1600, 5, 2, 0, p203 ? PTC203_PTZ : PTC107_PTZ},
-              {
-                  {mv(0, 0x40), with({M(-1, 0)})},
-                  {mv(0x7F, 0x40), with({M(1, 0)})},
-                  {mv(61, 0x40), with({M(-1, 0)})},
-                  {mv(0x40, 0), with({M(0, -1)})},
-                  {mv(0x40, 61), with({M(0, -1)})},
-                  {mv(0x40, 67), with({M(0, 1)})},
-                  {mv(0x40, 0x7F), with({M(0, 1)})},
-                  {mv(0x20, 0x60), with({M(-1, 1)})},
-                  {mv(0x20, 0x20), with({M(-1, -1)})},
-                  {mv(0x60, 0x60), with({M(1, 1)})},
-                  {mv(0x60, 0x20), with({M(1, -1)})},
-                  {mv(0x60, 0, 1), with({Z(1)})},
-                  {mv(0x20, 0, 1), with({Z(-1)})},
-                  {mv(0x60, 0, 2), {F(1)}},
-                  {mv(0x20, 0, 2), {F(-1)}},
-                  {kStop, {S}},
-                  {go(5), {}},
-              });
+        // clang-format off
+        check({p203 ? "ptc203" : "ptc107", 0x1600, 5, 2, 0, p203 ? PTC203_PTZ : PTC107_PTZ}, {
+            {mv(0, 0x40), with({M(-1, 0)})},
+            {mv(0x7F, 0x40), with({M(1, 0)})},
+            {mv(61, 0x40), with({M(-1, 0)})},
+            {mv(0x40, 0), with({M(0, -1)})},
+            {mv(0x40, 61), with({M(0, -1)})},
+            {mv(0x40, 67), with({M(0, 1)})},
+            {mv(0x40, 0x7F), with({M(0, 1)})},
+            {mv(0x20, 0x60), with({M(-1, 1)})},
+            {mv(0x20, 0x20), with({M(-1, -1)})},
+            {mv(0x60, 0x60), with({M(1, 1)})},
+            {mv(0x60, 0x20), with({M(1, -1)})},
+            {mv(0x60, 0, 1), with({Z(1)})},
+            {mv(0x20, 0, 1), with({Z(-1)})},
+            {mv(0x60, 0, 2), {F(1)}},
+            {mv(0x20, 0, 2), {F(-1)}},
+            {kStop, {S}},
+            {go(5), {}},
+        });
+        // clang-format on
     }
 }
 
@@ -758,173 +781,185 @@ TEST_F(CrossCheck, EzF2e) {
     // Address 0x123 splits over two bytes: 0x10 | 0x01, then 0x23. For address 1 the set-position frame
     // starts 5E 10 01 FF; the bytes 5E 11 01 FF are address 0x101's.
     for (const Line& l : {Line{"ez", 0x1400, 0x123}, Line{"f2e", 0x2300, 1}}) {
+        // clang-format off
         check(l, {
-                     {mv(0, 0x40), {M(-1, 0)}},
-                     {mv(0x7F, 0x40), {M(1, 0)}},
-                     {mv(0x40, 0x60), {M(0, 1)}},
-                     {mv(0x40, 0x20), {M(0, -1)}},
-                     {mv(0x20, 0x60), {M(-1, 1)}},
-                     {ms(0x60, 0x20), {M(1, -1), S}},
-                     {mv(0x20, 0x40), {M(-1, 0)}},
-                     {mv(0x60, 0, 1), {{Kind::zoom, -1, 0, 1}}},  // a lens key carries on the last pan
-                     {kStop, {S}},
-                     {mv(0x20, 0, 1), {Z(-1)}},
-                     {mv(0x60, 0, 2), {F(1)}},
-                     {mv(0x20, 0, 2), {F(-1)}},
-                     {mv(0x40, 0, 3), {I(-1)}},
-                     {mv(0x41, 0, 3), {I(1)}},
-                     {go(300), {GO(44)}},
-                     {set(7), {SET(7)}},
-                     {clr(9), {CLR(9)}},
-                     {aux(595), {MENU("menu")}},
-                     {aux(730), {MENU("menu enter")}},
-                     {aux(731), {MENU("menu escape")}},
-                     {aux(602, false), {OFF(602)}},
-                     {aux(551), {V(Kind::other, 1)}},
-                     {aux(558), {V(Kind::other, 8)}},
-                     {aux(701), {ON(701)}},
-                     {aux(704, false), {OFF(704)}},
-                     {aux(712), {V(Kind::other, 2)}},
-                     {aux(728), {V(Kind::other, 8)}},
-                     {aux(705), {}},
-                     {CmdBuilder(0xE0A0).action(l.address == 1 ? 0x11 : 0x81).xy(3, 0),
-                      {GO(3)}},                                              // the keyboard's own
-                     {CmdBuilder(0xE0A4).pos(900, 0, 0), {POS(900, 0, 1)}},  // zoom 0 goes out as 1
-                     {CmdBuilder(0xE0A4).pos(900, 0xFFFFFFFF, 5),
-                      {V(Kind::query_position, kAny)}},  // head silent
-                     {CmdBuilder(0xE0A6), {V(Kind::query_position, kAny)}},
-                 });
+            {mv(0, 0x40), {M(-1, 0)}},
+            {mv(0x7F, 0x40), {M(1, 0)}},
+            {mv(0x40, 0x60), {M(0, 1)}},
+            {mv(0x40, 0x20), {M(0, -1)}},
+            {mv(0x20, 0x60), {M(-1, 1)}},
+            {ms(0x60, 0x20), {M(1, -1), S}},
+            {mv(0x20, 0x40), {M(-1, 0)}},
+            {mv(0x60, 0, 1), {{Kind::zoom, -1, 0, 1}}},  // a lens key carries on the last pan
+            {kStop, {S}},
+            {mv(0x20, 0, 1), {Z(-1)}},
+            {mv(0x60, 0, 2), {F(1)}},
+            {mv(0x20, 0, 2), {F(-1)}},
+            {mv(0x40, 0, 3), {I(-1)}},
+            {mv(0x41, 0, 3), {I(1)}},
+            {go(300), {GO(44)}},
+            {set(7), {SET(7)}},
+            {clr(9), {CLR(9)}},
+            {aux(595), {MENU("menu")}},
+            {aux(730), {MENU("menu enter")}},
+            {aux(731), {MENU("menu escape")}},
+            {aux(602, false), {OFF(602)}},
+            {aux(551), {V(Kind::other, 1)}},
+            {aux(558), {V(Kind::other, 8)}},
+            {aux(701), {ON(701)}},
+            {aux(704, false), {OFF(704)}},
+            {aux(712), {V(Kind::other, 2)}},
+            {aux(728), {V(Kind::other, 8)}},
+            {aux(705), {}},
+            {CmdBuilder(0xE0A0).action(l.address == 1 ? 0x11 : 0x81).xy(3, 0),
+            {GO(3)}},                                              // the keyboard's own
+            {CmdBuilder(0xE0A4).pos(900, 0, 0), {POS(900, 0, 1)}},  // zoom 0 goes out as 1
+            {CmdBuilder(0xE0A4).pos(900, 0xFFFFFFFF, 5),
+            {V(Kind::query_position, kAny)}},  // head silent
+            {CmdBuilder(0xE0A6), {V(Kind::query_position, kAny)}},
+        });
+        // clang-format on
     }
     check({"ez", 0x1400}, {{aux(602), {}}});
     check({"f2e", 0x2301}, {{aux(602), {ON(602)}}});
 }
 
 TEST_F(CrossCheck, OrxHuntInos) {
+    // clang-format off
     check({"orx1000", 0x1500, 123}, {
-                                        {mv(0x20, 0x20), {M(-1, -1)}},
-                                        {mv(0x3F, 0x40), {M(-1, 0)}},
-                                        {mv(0x41, 0x41), {M(1, 1)}},
-                                        {mv(0x40, 0x3F), {S}},
-                                        {mv(0x40, 0, 1), {Z(-1)}},
-                                        {mv(0x41, 0, 1), {Z(1)}},
-                                        {mv(0x40, 0, 2), {F(-1)}},
-                                        {mv(0x41, 0, 2), {F(1)}},
-                                        {mv(0x41, 0, 3), {O}},
-                                        {kStop, {S, S}},
-                                        {aux(1), {ON(1)}},
-                                        {aux(2, false), {OFF(2)}},
-                                        {aux(11), {ON(11)}},
-                                        {aux(12, false), {OFF(12)}},
-                                        {aux(13), {ON(13)}},
-                                        {aux(20), {O}},
-                                        {go(5), {}},
-                                    });
+        {mv(0x20, 0x20), {M(-1, -1)}},
+        {mv(0x3F, 0x40), {M(-1, 0)}},
+        {mv(0x41, 0x41), {M(1, 1)}},
+        {mv(0x40, 0x3F), {S}},
+        {mv(0x40, 0, 1), {Z(-1)}},
+        {mv(0x41, 0, 1), {Z(1)}},
+        {mv(0x40, 0, 2), {F(-1)}},
+        {mv(0x41, 0, 2), {F(1)}},
+        {mv(0x41, 0, 3), {O}},
+        {kStop, {S, S}},
+        {aux(1), {ON(1)}},
+        {aux(2, false), {OFF(2)}},
+        {aux(11), {ON(11)}},
+        {aux(12, false), {OFF(12)}},
+        {aux(13), {ON(13)}},
+        {aux(20), {O}},
+        {go(5), {}},
+    });
+    // clang-format on
     const std::vector<Want> stop8(8, S);
+    // clang-format off
     check({"hunt", 0x801, 100}, {
-                                    {mv(0x60, 0x40), {M(1, 0)}},
-                                    {mv(0x20, 0x60), {M(-1, 1)}},
-                                    {mv(0x40, 0x20), {M(0, -1)}},
-                                    {mv(0x40, 0x40), {}},
-                                    {mv(0x41, 0, 1), {Z(1)}},
-                                    {mv(0x3F, 0, 1), {Z(-1)}},
-                                    {mv(0x40, 0, 1), {O}},
-                                    {mv(0x41, 0, 2), {F(1)}},
-                                    {mv(0x3F, 0, 2), {F(-1)}},
-                                    {mv(0x41, 0, 3), {I(1)}},
-                                    {mv(0x40, 0, 3), {I(-1)}},
-                                    {mv(0x41, 0, 4), {O}},
-                                    {kStop, stop8},
-                                    {go(5), {GO(5)}},
-                                    {set(7), {SET(7)}},
-                                    {clr(7), {O}},
-                                });
+        {mv(0x60, 0x40), {M(1, 0)}},
+        {mv(0x20, 0x60), {M(-1, 1)}},
+        {mv(0x40, 0x20), {M(0, -1)}},
+        {mv(0x40, 0x40), {}},
+        {mv(0x41, 0, 1), {Z(1)}},
+        {mv(0x3F, 0, 1), {Z(-1)}},
+        {mv(0x40, 0, 1), {O}},
+        {mv(0x41, 0, 2), {F(1)}},
+        {mv(0x3F, 0, 2), {F(-1)}},
+        {mv(0x41, 0, 3), {I(1)}},
+        {mv(0x40, 0, 3), {I(-1)}},
+        {mv(0x41, 0, 4), {O}},
+        {kStop, stop8},
+        {go(5), {GO(5)}},
+        {set(7), {SET(7)}},
+        {clr(7), {O}},
+    });
+    // clang-format on
     // Every INOS move ends with the zero frame; the head stops by itself.
+    // clang-format off
     check({"inos", 0x900}, {
-                               {mv(0x60, 0x48), {M(1, 0), S}},
-                               {mv(0x20, 0x40), {M(-1, 0), S}},
-                               {mv(0x48, 0x60), {M(0, 1), S}},
-                               {mv(0x40, 0x40), {M(0, -1), S}},
-                               {mv(0x40, 0, 1), {Z(-1), S}},
-                               {mv(0x41, 0, 1), {Z(1), S}},
-                               {mv(0x20, 0, 2), {Z(1), S}},  // the last word again
-                               {kStop, {}},
-                               {go(5), {}},
-                               {CmdBuilder(0xE0A6), {S}},
-                           });
+        {mv(0x60, 0x48), {M(1, 0), S}},
+        {mv(0x20, 0x40), {M(-1, 0), S}},
+        {mv(0x48, 0x60), {M(0, 1), S}},
+        {mv(0x40, 0x40), {M(0, -1), S}},
+        {mv(0x40, 0, 1), {Z(-1), S}},
+        {mv(0x41, 0, 1), {Z(1), S}},
+        {mv(0x20, 0, 2), {Z(1), S}},  // the last word again
+        {kStop, {}},
+        {go(5), {}},
+        {CmdBuilder(0xE0A6), {S}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, Devices) {
     // INOS-V900: presets ask for the switch status after them; 0xE0A4 sets the two device settings.
     const Want status = V(Kind::query_other, kAny);
+    // clang-format off
     check({"inos-v900", 0x901}, {
-                                    {set(5), {SET(5), status}},
-                                    {go(300), {GO(44), status}},
-                                    {CmdBuilder(0xE0A4).pos(0, static_cast<uint32_t>(-300), 20),
-                                     {{Kind::other, 0, 0, kAny, {}, "setting 0xa1 -300"},
-                                      {Kind::other, 0, 0, kAny, {}, "setting 0xb1 20"}}},
-                                    {CmdBuilder(0xE0A6), {}},
-                                    {mv(0x20, 0x40), {}},
-                                });
+        {set(5), {SET(5), status}},
+        {go(300), {GO(44), status}},
+        {CmdBuilder(0xE0A4).pos(0, 0u - 300, 20), {OTHER("setting 0xa1 -300"), OTHER("setting 0xb1 20")}},
+        {CmdBuilder(0xE0A6), {}},
+        {mv(0x20, 0x40), {}},
+    });
+    // clang-format on
     // SMARTFARM: moves add up until a stop; its focus keys are the other way round.
-    check({"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM},
-          {
-              {mv(0x30, 0x50), {M(-1, 1)}},
-              {kStop, {S}},
-              {mv(0x20, 0x40), {M(-1, 0)}},
-              {mv(0x40, 0x30), {M(-1, -1)}},
-              {mv(0x41, 0, 3), {I(1)}},  // iris replaces the word
-              {kStop, {S}},
-              {ms(0x70, 0, 1), {O, Z(1), S}},
-              {ms(0x70, 0, 2), {O, F(-1), S}},
-              {ms(0x10, 0, 2), {O, F(1), S}},
-              {ms(0x40, 0, 3), {I(-1), S}},
-              {go(5), {}},
-          });
+    // clang-format off
+    check({"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {
+        {mv(0x30, 0x50), {M(-1, 1)}},
+        {kStop, {S}},
+        {mv(0x20, 0x40), {M(-1, 0)}},
+        {mv(0x40, 0x30), {M(-1, -1)}},
+        {mv(0x41, 0, 3), {I(1)}},  // iris replaces the word
+        {kStop, {S}},
+        {ms(0x70, 0, 1), {O, Z(1), S}},
+        {ms(0x70, 0, 2), {O, F(-1), S}},
+        {ms(0x10, 0, 2), {O, F(1), S}},
+        {ms(0x40, 0, 3), {I(-1), S}},
+        {go(5), {}},
+    });
+    // clang-format on
 }
 
 TEST_F(CrossCheck, C1080pt) {
     const Want query = V(Kind::query_position, kAny);
-    check({"c1080pt", 0x302},
-          {
-              {mv(0x20, 0x40), {M(-1, 0)}},
-              {kStop, {S}},
-              {mv(0x40, 0x60), {M(0, 1)}},
-              {kStop, {S}},
-              {go(5), {GO(5)}},
-              {set(7), {SET(7)}},
-              {aux(3), {GO(3)}},  // the C1080PT names no aux outputs: they go out as presets
-              {aux(595), {MENU("menu or enter")}},
-              {aux(731), {MENU("menu escape")}},
-              {aux(130), {I(1), S}},
-              {aux(711), {V(Kind::other, 33)}},
-              {CmdBuilder(0xE0A4).pos(9000, 1500, 4000), {POS(9000, 1500, 4000)}},
-              {CmdBuilder(0xE0A6), {query, query, query}},  // three tries at a silent camera
-          });
+    // clang-format off
+    check({"c1080pt", 0x302}, {
+        {mv(0x20, 0x40), {M(-1, 0)}},
+        {kStop, {S}},
+        {mv(0x40, 0x60), {M(0, 1)}},
+        {kStop, {S}},
+        {go(5), {GO(5)}},
+        {set(7), {SET(7)}},
+        {aux(3), {GO(3)}},  // the C1080PT names no aux outputs: they go out as presets
+        {aux(595), {MENU("menu or enter")}},
+        {aux(731), {MENU("menu escape")}},
+        {aux(130), {I(1), S}},
+        {aux(711), {V(Kind::other, 33)}},
+        {CmdBuilder(0xE0A4).pos(9000, 1500, 4000), {POS(9000, 1500, 4000)}},
+        {CmdBuilder(0xE0A6), {query, query, query}},  // three tries at a silent camera
+    });
+    // clang-format on
     // WONWOO: the aux table of its own, the menu keys as focus keys.
+    // clang-format off
     check({"c1080pt-wonwoo", 0x304}, {
-                                         {aux(1), {ON(1)}},
-                                         {aux(9, false), {OFF(9)}},
-                                         {aux(8), {GO(8)}},
-                                         {aux(8, false), {SET(8)}},
-                                         {aux(501), {SET(252)}},
-                                         {aux(505), {SET(250)}},
-                                         {aux(551), {GO(91)}},
-                                         {aux(557, false), {GO(97)}},
-                                         {aux(595), {SET(95)}},
-                                         {aux(711), {GO(71)}},
-                                         {aux(728), {GO(88)}},
-                                         {aux(730), {O, F(-1), S}},
-                                         {aux(731), {O, F(1), S}},
-                                         {aux(740), {}},
-                                         {aux(950), {SET(248)}},
-                                         {aux(954), {SET(250)}},
-                                         {aux(955), {SET(255)}},
-                                         {aux(961), {GO(101)}},
-                                         {aux(2000), {GO(2000 & 0xFF)}},
-                                         {aux(2000, false), {SET(2000 & 0xFF)}},
-                                         {CmdBuilder(0xE0A4).pos(9000, 1500, 4000), {POS(9000, 1500, 4000)}},
-                                         {CmdBuilder(0xE0A6), {query}},
-                                     });
+        {aux(1), {ON(1)}},
+        {aux(9, false), {OFF(9)}},
+        {aux(8), {GO(8)}},
+        {aux(8, false), {SET(8)}},
+        {aux(501), {SET(252)}},
+        {aux(505), {SET(250)}},
+        {aux(551), {GO(91)}},
+        {aux(557, false), {GO(97)}},
+        {aux(595), {SET(95)}},
+        {aux(711), {GO(71)}},
+        {aux(728), {GO(88)}},
+        {aux(730), {O, F(-1), S}},
+        {aux(731), {O, F(1), S}},
+        {aux(740), {}},
+        {aux(950), {SET(248)}},
+        {aux(954), {SET(250)}},
+        {aux(955), {SET(255)}},
+        {aux(961), {GO(101)}},
+        {aux(2000), {GO(2000 & 0xFF)}},
+        {aux(2000, false), {SET(2000 & 0xFF)}},
+        {CmdBuilder(0xE0A4).pos(9000, 1500, 4000), {POS(9000, 1500, 4000)}},
+        {CmdBuilder(0xE0A6), {query}},
+    });
+    // clang-format on
     check({"c1080pt-wonwoo", 0x305}, {{aux(954), {SET(253)}}});
 }
 
