@@ -28,9 +28,9 @@ constexpr DriverEntry kDrivers[] = {
     {0x600, nullptr, LineArg::port},                   // CRR1600
     {0x800, nullptr, LineArg::port},                   // DMax
     {0x801, nullptr, LineArg::port},                   // HUNT
-    {0x802, nullptr, LineArg::port},                   // ScanDome
+    {0x802, PTZAction_ScanDome, LineArg::port},        // ScanDome
     {0x803, nullptr, LineArg::port},                   //
-    {0x804, nullptr, LineArg::port},                   // scandome2 (HTX keyboard)
+    {0x804, PTZAction_ScanDome2, LineArg::port},       // scandome2 (HTX keyboard)
     {0x805, nullptr, LineArg::port},                   //
     {0x808, PTZAction_HIKC, LineArg::channel},         // HIK-C (coax)
     {0x809, nullptr, LineArg::channel},                // HDA (coax)
@@ -45,14 +45,14 @@ constexpr DriverEntry kDrivers[] = {
     {0x1601, PTZAction_PelcoP, LineArg::port},         // Pelco-P
     {0x1602, PTZAction_Panasonic, LineArg::port},      // Panasonic
     {0x1800, nullptr, LineArg::port},                  // RVision
-    {0x1900, nullptr, LineArg::port},                  // SPD
+    {0x1900, PTZAction_SPD, LineArg::port},            // SPD
     {0x1901, nullptr, LineArg::port},                  // SRX-100B
     {0x1902, nullptr, LineArg::port},                  //
     {0x1903, nullptr, LineArg::port},                  // SJ
     {0x1904, PTZAction_SamsungE, LineArg::port},       // Samsung-E (SCC641)
     {0x2000, nullptr, LineArg::port},                  // Tokina
     {0x2200, nullptr, LineArg::port},                  //
-    {0x2201, nullptr, LineArg::port},                  // SPD with sequences and digital zoom
+    {0x2201, PTZAction_SPD_Variant, LineArg::port},    // SPD with sequences and digital zoom
     {0x2202, PTZAction_Vicon, LineArg::port},          // Vicon
     {0x2300, nullptr, LineArg::port},                  // F2E (WKC keyboard)
     {0x2301, nullptr, LineArg::port},                  // F2E (WKC keyboard)

@@ -21,4 +21,10 @@ void PTZAction_VCC4(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_Vicon(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_HIKC(Daemon& d, int channel, uint16_t addr, uint8_t* cmd);
 
+// SPD and ScanDome families
+void PTZAction_SPD(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_SPD_Variant(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_ScanDome(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_ScanDome2(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+
 }  // namespace ptz
