@@ -13,7 +13,7 @@ namespace ptz {
 namespace {
 
 constexpr DriverEntry kDrivers[] = {
-    {0x100, nullptr, LineArg::port},                   // ADI
+    {0x100, PTZAction_ADI, LineArg::port},             // ADI
     {0x200, PTZAction_AutoDome, LineArg::port},        // Philips AutoDome
     {0x201, PTZAction_AutoDome_Fixed, LineArg::port},  // Philips AutoDome, fixed speed
     {0x300, PTZAction_VCC4, LineArg::port},            // Canon VC-C4
@@ -37,8 +37,8 @@ constexpr DriverEntry kDrivers[] = {
     {0x900, nullptr, LineArg::port},                   // INOS
     {0x901, nullptr, LineArg::port},                   // INOS-V900
     {0x1100, nullptr, LineArg::port},                  //
-    {0x1200, nullptr, LineArg::port},                  //
-    {0x1300, nullptr, LineArg::port},                  //
+    {0x1200, PTZAction_STX, LineArg::port},            // STX-framed
+    {0x1300, PTZAction_ThreeByte, LineArg::port},      // three-byte
     {0x1400, nullptr, LineArg::port},                  // EZ (WKC keyboard)
     {0x1500, nullptr, LineArg::port},                  // ORX1000
     {0x1600, PTZAction_PelcoD, LineArg::pelco_d},      // Pelco-D, or PELCO_D_TVI
@@ -46,12 +46,12 @@ constexpr DriverEntry kDrivers[] = {
     {0x1602, PTZAction_Panasonic, LineArg::port},      // Panasonic
     {0x1800, nullptr, LineArg::port},                  // RVision
     {0x1900, PTZAction_SPD, LineArg::port},            // SPD
-    {0x1901, nullptr, LineArg::port},                  // SRX-100B
+    {0x1901, PTZAction_SRX100B, LineArg::port},        // SRX-100B
     {0x1902, nullptr, LineArg::port},                  //
-    {0x1903, nullptr, LineArg::port},                  // SJ
+    {0x1903, PTZAction_SJ, LineArg::port},             // SJ
     {0x1904, PTZAction_SamsungE, LineArg::port},       // Samsung-E (SCC641)
     {0x2000, nullptr, LineArg::port},                  // Tokina
-    {0x2200, nullptr, LineArg::port},                  //
+    {0x2200, PTZAction_LetterCommand, LineArg::port},  // letter-command
     {0x2201, PTZAction_SPD_Variant, LineArg::port},    // SPD with sequences and digital zoom
     {0x2202, PTZAction_Vicon, LineArg::port},          // Vicon
     {0x2300, nullptr, LineArg::port},                  // F2E (WKC keyboard)

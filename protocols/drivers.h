@@ -27,4 +27,12 @@ void PTZAction_SPD_Variant(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_ScanDome(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 void PTZAction_ScanDome2(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 
+// SJ, SRX-100B, ADI and the small RS-485 protocols
+void PTZAction_SJ(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_SRX100B(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_ADI(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_STX(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_ThreeByte(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_LetterCommand(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+
 }  // namespace ptz

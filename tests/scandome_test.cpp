@@ -1,6 +1,6 @@
 #include <cmath>
 
-#include "tests/fixture.h"
+#include "tests/rs485_rows.h"
 
 namespace ptz::test {
 namespace {
@@ -13,13 +13,7 @@ Bytes sd(uint8_t cmd, uint8_t d1, uint8_t d2) {
 }
 const Bytes kStop = sd(0x10, 0x0D, 0x88);
 
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
-}
-Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE091).arg16(code).action(on ? 0x0101 : 0); }
 Bytes htx(uint16_t action, uint8_t x, uint8_t y) { return CmdBuilder(0xE0A0).action(action).xy(x, y); }
-
-const uint8_t kAxis[] = {0, 1, 0x20, 55, 56, 57, 61, 62, 63, 64, 65, 66, 67, 71, 72, 0x7F, 0x80, 0xFF};
 
 // One speed nibble: 8 plus an eighth of the distance, truncated toward zero; where that leaves 8, one step
 // either way outside the dead band. Two nibbles added into one byte.
@@ -29,17 +23,18 @@ int nibble(int v) {
 }
 uint8_t scandome_speeds(int x, int y) { return static_cast<uint8_t>(nibble(x) * 16 + nibble(y)); }
 
-// scandome2, with r = 128 - x.
+// scandome2: full speed along the stronger axis.
 uint8_t full_speed(int x, int y) {
-    const int r = 128 - x;
-    if (x < y && r > y) return 0x18;
-    if (x > y && r < y) return 0xF8;
-    if (r > y && x > y) return 0x81;
-    if (r < y && x < y) return 0x8F;
-    return 0x88;
+    switch (stronger(x, y)) {
+        case Way::left: return 0x18;
+        case Way::right: return 0xF8;
+        case Way::down: return 0x81;
+        case Way::up: return 0x8F;
+        default: return 0x88;
+    }
 }
 
-struct Row {
+struct GapRow {
     Bytes cmd;
     std::vector<Bytes> frames;
     std::vector<uint32_t> gaps = {};  // sleeps of 100 ms
@@ -54,7 +49,7 @@ protected:
         start();
     }
     template <size_t N>
-    void check(int ch, const Row (&rows)[N]) {
+    void check(int ch, const GapRow (&rows)[N]) {
         for (size_t i = 0; i < N; ++i) {
             SCOPED_TRACE(i);
             board.clear_calls();
@@ -67,8 +62,8 @@ protected:
 };
 
 TEST_F(ScanDome, PanTiltSweep) {
-    for (uint8_t x : kAxis)
-        for (uint8_t y : kAxis) {
+    for (uint8_t x : kSweep)
+        for (uint8_t y : kSweep) {
             SCOPED_TRACE(testing::Message() << "x=" << int(x) << " y=" << int(y));
             board.clear_calls();
             handle(0, mv(x, y));
@@ -81,7 +76,7 @@ TEST_F(ScanDome, PanTiltSweep) {
 TEST_F(ScanDome, ScanDomeFrames) {
     const std::vector<uint32_t> gap{100000};
     // clang-format off
-    const Row rows[] = {
+    const GapRow rows[] = {
         // pan at 0x50, byte for byte; one step at 0x43 and 0x3C; 55 truncates to 7 (not 6); far values carry
         // across the nibbles and out of the byte
         {mv(0x50, 0x40), {{0xA5, 0x01, 0x10, 0x0D, 0xA8, 0x55, 0xC0}},
@@ -119,7 +114,7 @@ TEST_F(ScanDome, ScanDomeFrames) {
 
 TEST_F(ScanDome, ScanDome2Frames) {
     // clang-format off
-    const Row rows[] = {
+    const GapRow rows[] = {
         // full speed; stop after a pan/tilt move once and at once
         {mv(0x00, 0x40), {sd(0x10, 0x0D, 0x18)}}, {mv(0x40, 0x40), {sd(0x10, 0x0D, 0x88)}},
         {mv(0x7F, 0x40, 0, 1), {sd(0x10, 0x0D, 0xF8), kStop}},

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "tests/fixture.h"
+#include "tests/rs485_rows.h"
 
 namespace ptz::test {
 namespace {
@@ -10,54 +10,22 @@ namespace {
 Bytes spd(uint16_t cmd, uint8_t d1 = 0, uint8_t d2 = 0, uint8_t d3 = 0) {
     return bytes(spd_frame(1, cmd, d1, d2, d3));
 }
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
-}
-Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE090).arg16(code).action(on ? 0x0101 : 0); }
-
 // Every frame: 1 ms transmit settle, the write's own 10 ms settle, 11 bytes of line time at 9600 baud, 10 ms.
 const std::vector<uint32_t> kFrameWaits{1000, 10000, 22916, 10000};
 
-const uint8_t kAxis[] = {0, 1, 0x20, 55, 56, 57, 61, 62, 63, 64, 65, 66, 67, 0x7A, 0x7F, 0x80, 0xFF};
-
-struct Row {
-    Bytes cmd;
-    std::vector<Bytes> frames;
-    const char* log = nullptr;
-};
-
-class Spd : public DaemonTest {
+class Spd : public RowTest {
 protected:
     void SetUp() override {
         channel(0, 2, 6400, 1);
         channel(1, 2, 8705, 1);
         start();
     }
-    std::vector<Bytes> run(int ch, const Bytes& cmd) {
-        board.clear_calls();
-        handle(ch, cmd);
-        return writes();
-    }
-    bool log_has(const std::string& text) const {
-        for (const std::string& l : board.logs())
-            if (l.find(text) != std::string::npos) return true;
-        return false;
-    }
-    template <size_t N>
-    void check(int ch, const Row (&rows)[N]) {
-        for (size_t i = 0; i < N; ++i) {
-            SCOPED_TRACE(i);
-            EXPECT_EQ(run(ch, rows[i].cmd), rows[i].frames);
-            EXPECT_TRUE(!rows[i].log || log_has(rows[i].log)) << rows[i].log;
-        }
-    }
 };
 
-// The pan/tilt rule as the camera reads it: right from 67, left below 62, up above 66, down below 62; both
-// speeds are the distances from the centre whether the axis moves or not.
+// Both speeds are the distances from the centre whether the axis moves or not.
 Bytes spd_pan_tilt(int x, int y) {
-    const uint16_t dir = (x >= 67 ? 0x02 : x < 62 ? 0x04 : 0) | (y > 66 ? 0x08 : y < 62 ? 0x10 : 0);
-    return spd(dir, static_cast<uint8_t>(std::abs(x - 0x40)), static_cast<uint8_t>(std::abs(y - 0x40)), 0);
+    return spd(axis_bits(x, y), static_cast<uint8_t>(std::abs(x - 0x40)),
+               static_cast<uint8_t>(std::abs(y - 0x40)), 0);
 }
 uint8_t variant_speed(int v) {
     const int s = std::abs(v - 0x40);
@@ -65,8 +33,8 @@ uint8_t variant_speed(int v) {
 }
 
 TEST_F(Spd, PanTiltSweep) {
-    for (uint8_t x : kAxis)
-        for (uint8_t y : kAxis) {
+    for (uint8_t x : kSweep)
+        for (uint8_t y : kSweep) {
             SCOPED_TRACE(testing::Message() << "x=" << int(x) << " y=" << int(y));
             EXPECT_EQ(run(0, mv(x, y)), std::vector<Bytes>{spd_pan_tilt(x, y)});
             const Bytes v = spd_pan_tilt(x, y);

@@ -32,18 +32,13 @@ constexpr uint32_t kAfterFrameUs = 10000;
 constexpr uint32_t kVariantAckPauseUs = 1000;
 
 namespace cmd {
-constexpr uint16_t stop = 0x0000, right = 0x0002, left = 0x0004, up = 0x0008, down = 0x0010;
+constexpr uint16_t stop = 0x0000, right = 0x0002;
 constexpr uint16_t zoom_tele = 0x0020, zoom_wide = 0x0040, focus_low = 0x0100, focus_high = 0x0200;
 constexpr uint16_t set_preset = 0x0003, clear_preset = 0x0005, goto_preset = 0x0007, preset_done = 0x0067;
 constexpr uint16_t sequence = 0x0021, digital_zoom = 0x8001;
 }  // namespace cmd
 
-// What goes into one frame besides the address.
-struct Word {
-    uint16_t cmd;
-    uint8_t d1, d2, d3;
-    constexpr bool operator==(const Word&) const = default;
-};
+using Word = SpdWord;
 
 enum class Flavour : uint8_t { spd, variant };
 
@@ -63,11 +58,7 @@ constexpr Word move_word(uint16_t action, int x, int y, Flavour f) {
     };
     switch (action) {
         case act::pan_tilt: {
-            uint16_t dir = 0;
-            if (axis_sense(x) == Sense::positive) dir = cmd::right;
-            if (axis_sense(x) == Sense::negative) dir = cmd::left;
-            if (axis_sense(y) == Sense::positive) dir |= cmd::up;
-            if (axis_sense(y) == Sense::negative) dir |= cmd::down;
+            const uint16_t dir = spd_direction(x, y);
             if (variant) return {dir, shaped(speed_of(x)), shaped(speed_of(y)), kVariantTag};
             return {dir, speed_of(x), speed_of(y), 0};
         }
@@ -80,7 +71,7 @@ static_assert(move_word(0, 0x7F, 0x40, Flavour::spd) == Word{cmd::right, 0x3F, 0
 static_assert(move_word(0, 0x41, 0x40, Flavour::variant) == Word{0, 1, 1, 0x11});
 static_assert(move_word(2, 0x48, 0, Flavour::variant) == Word{cmd::focus_high, 0, 0, 1});
 
-void send(Daemon& d, int port, uint8_t addr, Word w) { spd_send(d, port, addr, w.cmd, w.d1, w.d2, w.d3); }
+void send(Daemon& d, int port, uint8_t addr, Word w) { spd_send(d, port, addr, w); }
 
 // Preset n is the camera's n - 1; preset 0 is taken as preset 1.
 constexpr int preset_index(int n) { return n - 1 < 0 ? 0 : n - 1; }
@@ -176,8 +167,8 @@ void variant_aux(Daemon& d, int port, uint8_t addr, Cmd c) {
 
 }  // namespace
 
-void spd_send(Daemon& d, int port, uint8_t addr, uint16_t command, uint8_t d1, uint8_t d2, uint8_t d3) {
-    const SpdFrame f = spd_frame(addr, command, d1, d2, d3);
+void spd_send(Daemon& d, int port, uint8_t addr, SpdWord w) {
+    const SpdFrame f = spd_frame(addr, w.cmd, w.d1, w.d2, w.d3);
     tx_enable_serial(d, port, kTxSettleUs);
     d.log("SPD_SEND : %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X \n", f[0], f[1], f[2], f[3],
           f[4], f[5], f[6], f[7], f[8], f[9], f[10]);
