@@ -50,8 +50,15 @@ inline Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE090).arg16(code)
 struct Row {
     Bytes cmd;
     std::vector<Bytes> frames;
-    const char* log = nullptr;  // a text some log line contains
+    const char* log = nullptr;         // a text some log line contains
+    std::vector<uint32_t> waits = {};  // every sleep in order, when given
 };
+
+using Waits = std::vector<uint32_t>;
+inline Waits operator+(Waits a, const Waits& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
 
 class RowTest : public DaemonTest {
 protected:
@@ -65,6 +72,16 @@ protected:
             if (l.find(text) != std::string::npos) return true;
         return false;
     }
+    // Every x/y pair of the sweep as a pan/tilt move, each against the one
+    // frame `frame(x, y)`.
+    template <class F>
+    void sweep(int ch, F frame) {
+        for (uint8_t x : kSweep)
+            for (uint8_t y : kSweep) {
+                SCOPED_TRACE(testing::Message() << "x=" << int(x) << " y=" << int(y));
+                EXPECT_EQ(run(ch, mv(x, y)), std::vector<Bytes>{frame(x, y)});
+            }
+    }
     // Each row on its own, from a fresh driver state.
     template <size_t N>
     void check(int ch, const Row (&rows)[N]) {
@@ -73,6 +90,7 @@ protected:
             d->drv = {};
             EXPECT_EQ(run(ch, rows[i].cmd), rows[i].frames);
             EXPECT_TRUE(!rows[i].log || log_has(rows[i].log)) << rows[i].log;
+            EXPECT_TRUE(rows[i].waits.empty() || sleeps() == rows[i].waits);
         }
     }
 };

@@ -23,17 +23,10 @@ protected:
 };
 
 TEST_F(Sj, PanTiltSweep) {
-    for (uint8_t x : kSweep)
-        for (uint8_t y : kSweep) {
-            SCOPED_TRACE(testing::Message() << "x=" << int(x) << " y=" << int(y));
-            const Way w = stronger(x, y);
-            const uint8_t data = w == Way::left    ? 0x04
-                                 : w == Way::right ? 0x08
-                                 : w == Way::down  ? 0x02
-                                 : w == Way::up    ? 0x01
-                                                   : 0;
-            EXPECT_EQ(run(0, mv(x, y)), std::vector<Bytes>{sj('C', data)});
-        }
+    sweep(0, [](int x, int y) {
+        static const uint8_t kData[] = {0, 0, 0, 0, 0, 0x04, 0x08, 0x02, 0x01};
+        return sj('C', kData[int(stronger(x, y))]);
+    });
 }
 
 TEST_F(Sj, Frames) {
@@ -45,7 +38,7 @@ TEST_F(Sj, Frames) {
         {mv(65, 0, 1), {sj('C', 0x20)}}, {mv(63, 0, 1), {sj('C', 0x10)}}, {mv(64, 0, 1), {sj('C', 0)}},
         {mv(65, 0, 2), {sj('C', 0x40)}}, {mv(63, 0, 2), {sj('C', 0x30)}}, {mv(64, 0, 2), {sj('C', 0)}},
         {mv(0x10, 0x10, 3), {sj('C', 0)}}, {mv(0x10, 0x40, 0, 1), {sj('C', 0x04)}},
-        {CmdBuilder(0xE013), {sj('C', 0)}},
+        {CmdBuilder(0xE013), {sj('C', 0)}, nullptr, {10000, 35000}},
         // go to: 0..7 as 40 + n, from 8 the low nibble with 50; store: the low nibble with 30
         {CmdBuilder(0xE014).arg16(9), {{0x40, 0x4D, 0x01, 0x59, 0x01, 0xE8}}},
         {CmdBuilder(0xE014).arg16(7), {sj('M', 0x47)}}, {CmdBuilder(0xE014).arg16(0x1F), {sj('M', 0x5F)}},
@@ -66,9 +59,6 @@ TEST_F(Sj, Frames) {
     };
     // clang-format on
     check(0, rows);
-    board.clear_calls();
-    handle(0, CmdBuilder(0xE013));
-    EXPECT_EQ(sleeps(), (std::vector<uint32_t>{10000, 35000}));
 }
 
 }  // namespace

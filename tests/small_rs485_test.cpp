@@ -22,20 +22,19 @@ Bytes stx(uint8_t cmd, uint8_t data) {
 }
 
 TEST_F(SmallRs485, StxSweep) {
-    for (uint8_t x : kSweep)
-        for (uint8_t y : kSweep) {
-            SCOPED_TRACE(testing::Message() << "x=" << int(x) << " y=" << int(y));
-            static const uint8_t kCmd[] = {0, 0x3A, 0x3B, 0x3D, 0x3C, 0x38, 0x39, 0x37, 0x36};
-            const Way w = diagonal_first(x, y);
-            const int speed = (w == Way::up || w == Way::down) ? std::abs(y - 64) : std::abs(x - 64);
-            EXPECT_EQ(run(0, mv(x, y)), std::vector<Bytes>{stx(kCmd[int(w)], speed < 31 ? '0' : '1')});
-        }
+    sweep(0, [](int x, int y) {
+        static const uint8_t kCmd[] = {0, 0x3A, 0x3B, 0x3D, 0x3C, 0x38, 0x39, 0x37, 0x36};
+        const Way w = diagonal_first(x, y);
+        const int speed = (w == Way::up || w == Way::down) ? std::abs(y - 64) : std::abs(x - 64);
+        return stx(kCmd[int(w)], speed < 31 ? '0' : '1');
+    });
 }
 
 TEST_F(SmallRs485, StxFrames) {
     // clang-format off
     const Row rows[] = {
-        {CmdBuilder(0xE013), {{0x02, 0x01, 0x00, 0x00, 0x03, 0x06}}},
+        // no minimum: the line time of 6 bytes alone
+        {CmdBuilder(0xE013), {{0x02, 0x01, 0x00, 0x00, 0x03, 0x06}}, nullptr, {10000, 12500}},
         // the step from x even for zoom and focus, and for actions without a command
         {mv(65, 0, 1), {stx(0x3E, '0')}}, {mv(63, 0, 1), {stx(0x3F, '0')}}, {mv(64, 0, 1), {stx(0, '0')}},
         {mv(0x7F, 0, 1), {stx(0x3E, '1')}}, {mv(0x21, 0, 2), {stx(0x40, '1')}}, {mv(0x22, 0, 2), {stx(0x40, '0')}},
@@ -44,10 +43,6 @@ TEST_F(SmallRs485, StxFrames) {
     };
     // clang-format on
     check(0, rows);
-    // No minimum: the line time of 6 bytes alone.
-    board.clear_calls();
-    handle(0, CmdBuilder(0xE013));
-    EXPECT_EQ(sleeps(), (std::vector<uint32_t>{10000, 12500}));
 }
 
 // addr cmd 80|data, the data masked to six bits under a non-zero command.
@@ -56,19 +51,16 @@ Bytes three(uint8_t addr, uint8_t cmd, uint8_t data) {
 }
 
 TEST_F(SmallRs485, ThreeByteSweep) {
-    for (uint8_t x : kSweep)
-        for (uint8_t y : kSweep) {
-            SCOPED_TRACE(testing::Message() << "x=" << int(x) << " y=" << int(y));
-            static const uint8_t kCmd[] = {0, 0x06, 0x0A, 0x05, 0x09, 0x02, 0x01, 0x08, 0x04};
-            const Way w = diagonal_first(x, y);
-            const int p = std::abs(x - 64) / 8, t = std::abs(y - 64) / 8;
-            const int data = w == Way::none                        ? 0
-                             : (w == Way::left || w == Way::right) ? p
-                             : (w == Way::up || w == Way::down)    ? t * 8
-                                                                   : (t * 8) | p;
-            EXPECT_EQ(run(1, mv(x, y)),
-                      std::vector<Bytes>{three(1, kCmd[int(w)], static_cast<uint8_t>(data))});
-        }
+    sweep(1, [](int x, int y) {
+        static const uint8_t kCmd[] = {0, 0x06, 0x0A, 0x05, 0x09, 0x02, 0x01, 0x08, 0x04};
+        const Way w = diagonal_first(x, y);
+        const int p = std::abs(x - 64) / 8, t = std::abs(y - 64) / 8;
+        const int data = w == Way::none                        ? 0
+                         : (w == Way::left || w == Way::right) ? p
+                         : (w == Way::up || w == Way::down)    ? t * 8
+                                                               : (t * 8) | p;
+        return three(1, kCmd[int(w)], static_cast<uint8_t>(data));
+    });
 }
 
 TEST_F(SmallRs485, ThreeByteFrames) {
@@ -79,18 +71,14 @@ TEST_F(SmallRs485, ThreeByteFrames) {
         {mv(65, 0, 1), {three(1, 0x10, 0)}}, {mv(63, 0, 1), {three(1, 0x20, 0)}}, {mv(64, 0, 1), {three(1, 0, 0)}},
         {mv(65, 0, 2), {three(1, 0x40, 0)}}, {mv(63, 0, 2), {three(1, 0x80, 0)}}, {mv(64, 0, 3), {three(1, 0, 0)}},
         {CmdBuilder(0xE013), {three(1, 0, 0)}},
-        {CmdBuilder(0xE014).arg16(0x0107), {three(0x41, 0x07, 0)}},
-        {CmdBuilder(0xE020).action(5), {{0x41, 0x05, 0x80}, {0x41, 0x00, 0x84}, {0x41, 0x00, 0x85}, {0xC1, 0x03, 0xA4}}},
+        // going to a preset waits 50 ms after the line time of 3 bytes; storing does not
+        {CmdBuilder(0xE014).arg16(0x0107), {three(0x41, 0x07, 0)}, nullptr, {10000, 6250, 50000}},
+        {CmdBuilder(0xE020).action(5), {{0x41, 0x05, 0x80}, {0x41, 0x00, 0x84}, {0x41, 0x00, 0x85}, {0xC1, 0x03, 0xA4}},
+         nullptr, {10000, 6250, 10000, 6250, 10000, 6250, 10000, 6250}},
         {CmdBuilder(0xE022).action(5), {}}, {aux(1, true), {}},
     };
     // clang-format on
     check(1, rows);
-    // Going to a preset waits 50 ms after the line time of 3 bytes; storing does not.
-    board.clear_calls();
-    handle(1, CmdBuilder(0xE014).arg16(2));
-    EXPECT_EQ(sleeps(), (std::vector<uint32_t>{10000, 6250, 50000}));
-    EXPECT_EQ(run(1, CmdBuilder(0xE020).action(5)).size(), 4u);
-    EXPECT_EQ(count_sleeps(50000), 0u);
     // The address bytes wrap.
     channel(1, 2, 0x1300, 0x50);
     start();
@@ -106,18 +94,15 @@ Bytes letter(char l, std::initializer_list<uint8_t> data = {}) {
 }
 
 TEST_F(SmallRs485, LetterCommandSweep) {
-    for (uint8_t x : kSweep)
-        for (uint8_t y : kSweep) {
-            SCOPED_TRACE(testing::Message() << "x=" << int(x) << " y=" << int(y));
-            static const char kLetter[] = {0, 'V', 'E', 'S', 'M', 'L', 'R', 'D', 'U'};
-            const Way w = diagonal_first(x, y);
-            const bool pans = w != Way::none && w != Way::up && w != Way::down;
-            const bool tilts = w != Way::none && w != Way::left && w != Way::right;
-            const int pan = pans ? std::abs(x - 64) : 0, tilt = tilts ? std::abs(y - 64) : 0;
-            EXPECT_EQ(run(2, mv(x, y)),
-                      std::vector<Bytes>{letter(kLetter[int(w)], {static_cast<uint8_t>((pan * 4) & 0xFC),
-                                                                  static_cast<uint8_t>(tilt * 4)})});
-        }
+    sweep(2, [](int x, int y) {
+        static const char kLetter[] = {0, 'V', 'E', 'S', 'M', 'L', 'R', 'D', 'U'};
+        const Way w = diagonal_first(x, y);
+        const bool pans = w != Way::none && w != Way::up && w != Way::down;
+        const bool tilts = w != Way::none && w != Way::left && w != Way::right;
+        const int pan = pans ? std::abs(x - 64) : 0, tilt = tilts ? std::abs(y - 64) : 0;
+        return letter(kLetter[int(w)],
+                      {static_cast<uint8_t>((pan * 4) & 0xFC), static_cast<uint8_t>(tilt * 4)});
+    });
 }
 
 TEST_F(SmallRs485, LetterCommandFrames) {
@@ -127,7 +112,7 @@ TEST_F(SmallRs485, LetterCommandFrames) {
         {mv(0x30, 0, 1), {letter('W', {0x40})}}, {mv(64, 0, 1), {letter('W', {0})}},
         {mv(65, 0, 1), {letter('T', {0x04})}}, {mv(0, 0, 1), {letter('W', {0})}},
         {mv(64, 0, 2), {letter('N', {0})}}, {mv(0x50, 0, 2), {letter('F', {0x40})}}, {mv(0x50, 0, 3), {}},
-        {CmdBuilder(0xE014).arg16(0x0109), {letter('c', {0x09})}},
+        {CmdBuilder(0xE014).arg16(0x0109), {letter('c', {0x09})}, nullptr, {10000, 35000}},
         {CmdBuilder(0xE020).action(0x0102), {letter('s', {0x02})}},
         // nothing runs: a stop sends nothing
         {CmdBuilder(0xE013), {}}, {aux(1, true), {}},
@@ -154,9 +139,6 @@ TEST_F(SmallRs485, LetterCommandFrames) {
         EXPECT_EQ(run(2, CmdBuilder(0xE013)), c.stop);
         EXPECT_EQ(run(2, CmdBuilder(0xE013)), std::vector<Bytes>{});
     }
-    board.clear_calls();
-    handle(2, mv(0, 0));
-    EXPECT_EQ(sleeps(), (std::vector<uint32_t>{10000, 35000}));
 }
 
 }  // namespace
