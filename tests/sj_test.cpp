@@ -45,7 +45,8 @@ TEST_F(Sj, Frames) {
         {CmdBuilder(0xE020).action(5), {sj('M', 0x35)}}, {CmdBuilder(0xE020).action(0x1A), {sj('M', 0x3A)}},
         {CmdBuilder(0xE022).action(5), {}},
         // auxiliaries 0..5 on and off; unknown codes switch auxiliary 0
-        {aux(0, true), {sj('P', 0x20)}, "SJ : aux (0h:101h) "}, {aux(0, false), {sj('P', 0x10)}, "--> P, 10h\n"},
+        {aux(0, true), {sj('P', 0x20)}, "SJ : aux (0h:101h) "},
+        {aux(0, false), {sj('P', 0x10)}, "--> P, 10h\n"},
         {aux(1, true), {sj('P', 0x23)}}, {aux(1, false), {sj('P', 0x13)}},
         {aux(2, true), {sj('P', 0x24)}}, {aux(2, false), {sj('P', 0x14)}},
         {aux(3, true), {sj('P', 0x21)}}, {aux(3, false), {sj('P', 0x11)}},

@@ -37,7 +37,8 @@ TEST_F(SmallRs485, StxFrames) {
         {CmdBuilder(0xE013), {{0x02, 0x01, 0x00, 0x00, 0x03, 0x06}}, nullptr, {10000, 12500}},
         // the step from x even for zoom and focus, and for actions without a command
         {mv(65, 0, 1), {stx(0x3E, '0')}}, {mv(63, 0, 1), {stx(0x3F, '0')}}, {mv(64, 0, 1), {stx(0, '0')}},
-        {mv(0x7F, 0, 1), {stx(0x3E, '1')}}, {mv(0x21, 0, 2), {stx(0x40, '1')}}, {mv(0x22, 0, 2), {stx(0x40, '0')}},
+        {mv(0x7F, 0, 1), {stx(0x3E, '1')}}, {mv(0x21, 0, 2), {stx(0x40, '1')}},
+        {mv(0x22, 0, 2), {stx(0x40, '0')}},
         {mv(65, 0, 2), {stx(0x41, '0')}}, {mv(64, 0, 2), {stx(0, '0')}}, {mv(0, 0, 3), {stx(0, '1')}},
         {CmdBuilder(0xE014).arg16(1), {}}, {CmdBuilder(0xE020).action(1), {}}, {aux(1, true), {}},
     };
@@ -68,12 +69,15 @@ TEST_F(SmallRs485, ThreeByteFrames) {
     const Row rows[] = {
         // a pan speed of 8 lands on the tilt bits
         {mv(0, 0x48), {{0x01, 0x06, 0x88}}}, {mv(0, 0x50), {{0x01, 0x06, 0x98}}},
-        {mv(65, 0, 1), {three(1, 0x10, 0)}}, {mv(63, 0, 1), {three(1, 0x20, 0)}}, {mv(64, 0, 1), {three(1, 0, 0)}},
-        {mv(65, 0, 2), {three(1, 0x40, 0)}}, {mv(63, 0, 2), {three(1, 0x80, 0)}}, {mv(64, 0, 3), {three(1, 0, 0)}},
+        {mv(65, 0, 1), {three(1, 0x10, 0)}}, {mv(63, 0, 1), {three(1, 0x20, 0)}},
+        {mv(64, 0, 1), {three(1, 0, 0)}},
+        {mv(65, 0, 2), {three(1, 0x40, 0)}}, {mv(63, 0, 2), {three(1, 0x80, 0)}},
+        {mv(64, 0, 3), {three(1, 0, 0)}},
         {CmdBuilder(0xE013), {three(1, 0, 0)}},
         // going to a preset waits 50 ms after the line time of 3 bytes; storing does not
         {CmdBuilder(0xE014).arg16(0x0107), {three(0x41, 0x07, 0)}, nullptr, {10000, 6250, 50000}},
-        {CmdBuilder(0xE020).action(5), {{0x41, 0x05, 0x80}, {0x41, 0x00, 0x84}, {0x41, 0x00, 0x85}, {0xC1, 0x03, 0xA4}},
+        {CmdBuilder(0xE020).action(5),
+         {{0x41, 0x05, 0x80}, {0x41, 0x00, 0x84}, {0x41, 0x00, 0x85}, {0xC1, 0x03, 0xA4}},
          nullptr, {10000, 6250, 10000, 6250, 10000, 6250, 10000, 6250}},
         {CmdBuilder(0xE022).action(5), {}}, {aux(1, true), {}},
     };

@@ -61,7 +61,8 @@ TEST_F(Spd, SpdFrames) {
         {CmdBuilder(0xE014).arg16(0), {spd(0x07, 0, 0xFF, 0xFF)}, "SPD : goto preset 0\n"},
         {CmdBuilder(0xE014).arg16(1), {spd(0x07, 0, 0xFF, 0xFF)}},
         // store and clear from the action field, each confirmed
-        {CmdBuilder(0xE020).action(3), {spd(0x03, 2, 0xFF, 0xFF), spd(0x67, 0, 2, 0xFF)}, "SPD : set preset 2\n"},
+        {CmdBuilder(0xE020).action(3), {spd(0x03, 2, 0xFF, 0xFF), spd(0x67, 0, 2, 0xFF)},
+         "SPD : set preset 2\n"},
         {CmdBuilder(0xE022).action(0), {spd(0x05, 0, 0xFF, 0xFF), spd(0x67, 0, 0, 0xFF)},
          "SPD : clear preset 0\n"},
         // aux
@@ -76,8 +77,7 @@ TEST_F(Spd, SpdFrames) {
         // AF on and off send the same frame
         {aux(900, true), {spd(0x45, 1, 0xFF, 0xFF)}, "AF On\n"},
         {aux(900, false), {spd(0x45, 1, 0xFF, 0xFF)}, "AF Off\n"},
-        {aux(902, false), {spd(0x45, 2, 0xFF, 0xFF)}, "ONESHOT AF\n"},
-        {aux(1, true), {}, "SPD : AUX 1\n"},
+        {aux(902, false), {spd(0x45, 2, 0xFF, 0xFF)}, "ONESHOT AF\n"}, {aux(1, true), {}, "SPD : AUX 1\n"},
         {CmdBuilder(0xE0A4), {}},
     };
     // clang-format on
@@ -146,10 +146,7 @@ TEST_F(Spd, PresetAcknowledgement) {
         };
         handle(0, CmdBuilder(0xE020).action(3));
         EXPECT_EQ(writes(), (std::vector<Bytes>{spd(0x03, 2, 0xFF, 0xFF), spd(0x67, 0, 2, 0xFF)}));
-        std::vector<uint32_t> want = kFrameWaits;
-        want.insert(want.end(), c.polls, 1000);
-        want.insert(want.end(), kFrameWaits.begin(), kFrameWaits.end());
-        EXPECT_EQ(sleeps(), want);
+        EXPECT_EQ(sleeps(), kFrameWaits + Waits(c.polls, 1000) + kFrameWaits);
         EXPECT_TRUE(log_has(c.log)) << c.log;
         EXPECT_TRUE(log_has("SPD : set preset 2\n"));
     }

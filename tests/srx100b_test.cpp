@@ -24,8 +24,10 @@ TEST_F(Srx100b, Frames) {
     // clang-format off
     const Row rows[] = {
         // zoom and focus at speed 4, nothing at 64; no iris; no stop after an action
-        {mv(65, 0, 1), {srx(0x0420, 0, 0, 4)}}, {mv(63, 0, 1), {srx(0x0440, 0, 0, 4)}}, {mv(64, 0, 1), {srx(0)}},
-        {mv(65, 0, 2), {srx(0x0200, 0, 0, 4)}}, {mv(63, 0, 2), {srx(0x0100, 0, 0, 4)}}, {mv(64, 0, 2), {srx(0)}},
+        {mv(65, 0, 1), {srx(0x0420, 0, 0, 4)}}, {mv(63, 0, 1), {srx(0x0440, 0, 0, 4)}},
+        {mv(64, 0, 1), {srx(0)}},
+        {mv(65, 0, 2), {srx(0x0200, 0, 0, 4)}}, {mv(63, 0, 2), {srx(0x0100, 0, 0, 4)}},
+        {mv(64, 0, 2), {srx(0)}},
         {mv(0x50, 0, 3), {srx(0)}}, {mv(0x10, 0x40, 0, 1), {srx(0x04, 0x3F, 0x3F)}},
         // the SPD sender's waits
         {CmdBuilder(0xE013), {srx(0x0400)}, nullptr, {1000, 10000, 22916, 10000}},
