@@ -7,8 +7,9 @@
 //
 // Storing or clearing a preset is two frames: the operation, then a
 // confirmation (0x0067) once the camera has acknowledged. SPD waits for the
-// acknowledgement on the line; the variant only pauses 1 ms. Nothing else is
-// ever read.
+// acknowledgement on the line (spd_receive_ack: the drain ends at the first
+// quiet read, the byte it traces is its own, and the confirmation goes out
+// whatever came); the variant only pauses 1 ms. Nothing else is ever read.
 //
 // Kept on purpose: the variant shapes its pan/tilt speeds (56 and more go as
 // 64, 0 as 1, so an axis that does not move still carries speed 1); SPD
