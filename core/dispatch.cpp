@@ -13,7 +13,7 @@ namespace ptz {
 namespace {
 
 constexpr DriverEntry kDrivers[] = {
-    {0x100, nullptr, LineArg::port},                   // ADI
+    {0x100, PTZAction_ADI, LineArg::port},             // ADI
     {0x200, PTZAction_AutoDome, LineArg::port},        // Philips AutoDome
     {0x201, PTZAction_AutoDome_Fixed, LineArg::port},  // Philips AutoDome, fixed speed
     {0x300, PTZAction_VCC4, LineArg::port},            // Canon VC-C4
@@ -28,31 +28,31 @@ constexpr DriverEntry kDrivers[] = {
     {0x600, PTZAction_CRR1600, LineArg::port},         // CRR1600
     {0x800, PTZAction_DMax, LineArg::port},            // DMax
     {0x801, PTZAction_HUNT, LineArg::port},            // HUNT
-    {0x802, nullptr, LineArg::port},                   // ScanDome
+    {0x802, PTZAction_ScanDome, LineArg::port},        // ScanDome
     {0x803, PTZAction_Model803, LineArg::port},        //
-    {0x804, nullptr, LineArg::port},                   // scandome2 (HTX keyboard)
+    {0x804, PTZAction_ScanDome2, LineArg::port},       // scandome2 (HTX keyboard)
     {0x805, PTZAction_Model805, LineArg::port},        //
     {0x808, PTZAction_HIKC, LineArg::channel},         // HIK-C (coax)
     {0x809, PTZAction_HDA, LineArg::channel},          // HDA (coax)
     {0x900, PTZAction_INOS, LineArg::port},            // INOS
     {0x901, PTZAction_INOSV900, LineArg::port},        // INOS-V900
     {0x1100, PTZAction_Model1100, LineArg::port},      //
-    {0x1200, nullptr, LineArg::port},                  //
-    {0x1300, nullptr, LineArg::port},                  //
+    {0x1200, PTZAction_STX, LineArg::port},            // STX-framed
+    {0x1300, PTZAction_ThreeByte, LineArg::port},      // three-byte
     {0x1400, PTZAction_EZ, LineArg::port},             // EZ (WKC keyboard)
     {0x1500, PTZAction_ORX1000, LineArg::port},        // ORX1000
     {0x1600, PTZAction_PelcoD, LineArg::pelco_d},      // Pelco-D, or PELCO_D_TVI
     {0x1601, PTZAction_PelcoP, LineArg::port},         // Pelco-P
     {0x1602, PTZAction_Panasonic, LineArg::port},      // Panasonic
     {0x1800, PTZAction_RVision, LineArg::port},        // RVision
-    {0x1900, nullptr, LineArg::port},                  // SPD
-    {0x1901, nullptr, LineArg::port},                  // SRX-100B
+    {0x1900, PTZAction_SPD, LineArg::port},            // SPD
+    {0x1901, PTZAction_SRX100B, LineArg::port},        // SRX-100B
     {0x1902, PTZAction_Model1902, LineArg::port},      //
-    {0x1903, nullptr, LineArg::port},                  // SJ
+    {0x1903, PTZAction_SJ, LineArg::port},             // SJ
     {0x1904, PTZAction_SamsungE, LineArg::port},       // Samsung-E (SCC641)
     {0x2000, PTZAction_Tokina, LineArg::port},         // Tokina
-    {0x2200, nullptr, LineArg::port},                  //
-    {0x2201, nullptr, LineArg::port},                  // SPD with sequences and digital zoom
+    {0x2200, PTZAction_LetterCommand, LineArg::port},  // letter-command
+    {0x2201, PTZAction_SPD_Variant, LineArg::port},    // SPD with sequences and digital zoom
     {0x2202, PTZAction_Vicon, LineArg::port},          // Vicon
     {0x2300, PTZAction_F2E, LineArg::port},            // F2E (WKC keyboard)
     {0x2301, PTZAction_F2E, LineArg::port},            // F2E (WKC keyboard)

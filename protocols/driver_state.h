@@ -28,6 +28,20 @@ struct InosV900State {
     int32_t logged_dust1 = 0, logged_dust2 = 0;
 };
 
+// ADI: whether pan and tilt were last driven, so that a centred value stops
+// them once.
+struct AdiState {
+    uint32_t pan_moving = 0;
+    uint32_t tilt_moving = 0;
+};
+
+// Letter-command protocol: which motions run, each stopped by its own letter.
+struct LetterCommandState {
+    bool pan_tilt = false;
+    bool zoom = false;
+    bool focus = false;
+};
+
 struct DriverStates {
     PelcoDState pelcod;      // RS-485 Pelco-D
     PelcoDState pelcod_tvi;  // Pelco-D over TVI coax
@@ -41,6 +55,8 @@ struct DriverStates {
     uint16_t inos_word = 0;  // INOS: the movement word, re-sent by actions it has no word for
     InosV900State inos_v900;
     PelcoDState smartfarm;  // SMARTFARM: word, pan and tilt speed, accumulated until a stop
+    AdiState adi;
+    LetterCommandState letter_command;
 };
 
 }  // namespace ptz

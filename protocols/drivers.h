@@ -56,5 +56,18 @@ void PTZAction_WONWOO_mode0(Daemon& d, int port, uint16_t addr, uint8_t* cmd);  
 void PTZAction_WONWOO_mode1(Daemon& d, int port, uint16_t addr, uint8_t* cmd);  // 772, Z20B
 void PTZAction_WONWOO_mode2(Daemon& d, int port, uint16_t addr, uint8_t* cmd);  // 771, Z20B nowrap
 void PTZAction_WONWOO_mode3(Daemon& d, int port, uint16_t addr, uint8_t* cmd);  // 774, IR Z30B
+// SPD and ScanDome families
+void PTZAction_SPD(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_SPD_Variant(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_ScanDome(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_ScanDome2(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+
+// SJ, SRX-100B, ADI and the small RS-485 protocols
+void PTZAction_SJ(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_SRX100B(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_ADI(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_STX(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_ThreeByte(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
+void PTZAction_LetterCommand(Daemon& d, int port, uint16_t addr, uint8_t* cmd);
 
 }  // namespace ptz

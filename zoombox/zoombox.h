@@ -89,23 +89,13 @@ inline constexpr std::array<TiltRow, 13> kTiltComp{{
 
 // The Z20B looks 8 degrees below the horizon and past the nadir side of the
 // zenith: the same rows with one more at each end.
-inline constexpr std::array<TiltRow, 15> kTiltCompExt{{
-    {-800, 1, 100},
-    {0, 1, 100},
-    {3000, 350, 114},
-    {4500, 650, 133},
-    {6000, 900, 164},
-    {7500, 1500, 238},
-    {8250, 2020, 285},
-    {9000, 2750, 346},
-    {9750, 2000, 285},
-    {10500, 1500, 238},
-    {12000, 1000, 164},
-    {13500, 500, 133},
-    {15000, 300, 114},
-    {18000, 1, 100},
-    {18800, 1, 100},
-}};
+inline constexpr std::array<TiltRow, 15> kTiltCompExt = [] {
+    std::array<TiltRow, 15> t{};
+    t[0] = {-800, 1, 100};
+    for (size_t i = 0; i < kTiltComp.size(); ++i) t[i + 1] = kTiltComp[i];
+    t[14] = {18800, 1, 100};
+    return t;
+}();
 
 // Where the geometry's traces go. On the recorder that is standard output;
 // a default Trace drops them.

@@ -1,0 +1,98 @@
+// Helpers for the driver tables of the small RS-485 protocols: one row per
+// command with the frames it must write, and the joystick's move decision
+// written out plainly, for sweeps over the x/y plane.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tests/fixture.h"
+
+namespace ptz::test {
+
+// Values around the dead band's edges, the centre and the ends of the byte.
+inline constexpr uint8_t kSweep[] = {0,  1,  0x20, 55, 56,   57,   61,   62,   63,   64,  65,
+                                     66, 67, 71,   72, 0x77, 0x78, 0x7A, 0x7F, 0x80, 0xFF};
+
+enum class Way { none, left_up, left_down, right_up, right_down, left, right, down, up };
+
+// The stronger axis, judged by the diagonals x = y and x + y = 128; on
+// either diagonal nothing moves.
+inline Way stronger(int x, int y) {
+    const int r = 128 - x;
+    if (x < y && r > y) return Way::left;
+    if (x > y && r < y) return Way::right;
+    if (r > y && x > y) return Way::down;
+    if (r < y && x < y) return Way::up;
+    return Way::none;
+}
+
+// Diagonal moves when both axes are outside 62..66, else the stronger axis.
+inline Way diagonal_first(int x, int y) {
+    const bool l = x<62, r = x> 66, d = y<62, u = y> 66;
+    if (l && u) return Way::left_up;
+    if (l && d) return Way::left_down;
+    if (r && u) return Way::right_up;
+    if (r && d) return Way::right_down;
+    return stronger(x, y);
+}
+
+// Each axis on its own: right above 66, left below 62, up above 66, down below 62 (bits 2, 4, 8, 10 hex).
+inline uint16_t axis_bits(int x, int y) {
+    return static_cast<uint16_t>((x > 66 ? 0x02 : x < 62 ? 0x04 : 0) | (y > 66 ? 0x08 : y < 62 ? 0x10 : 0));
+}
+
+inline Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
+    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
+}
+inline Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE090).arg16(code).action(on ? 0x0101 : 0); }
+
+struct Row {
+    Bytes cmd;
+    std::vector<Bytes> frames;
+    const char* log = nullptr;         // a text some log line contains
+    std::vector<uint32_t> waits = {};  // every sleep in order, when given
+};
+
+using Waits = std::vector<uint32_t>;
+inline Waits operator+(Waits a, const Waits& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+class RowTest : public DaemonTest {
+protected:
+    std::vector<Bytes> run(int ch, const Bytes& cmd) {
+        board.clear_calls();
+        handle(ch, cmd);
+        return writes();
+    }
+    bool log_has(const std::string& text) const {
+        for (const std::string& l : board.logs())
+            if (l.find(text) != std::string::npos) return true;
+        return false;
+    }
+    // Every x/y pair of the sweep as a pan/tilt move, each against the one
+    // frame `frame(x, y)`.
+    template <class F>
+    void sweep(int ch, F frame) {
+        for (uint8_t x : kSweep)
+            for (uint8_t y : kSweep) {
+                SCOPED_TRACE(testing::Message() << "x=" << int(x) << " y=" << int(y));
+                EXPECT_EQ(run(ch, mv(x, y)), std::vector<Bytes>{frame(x, y)});
+            }
+    }
+    // Each row on its own, from a fresh driver state.
+    template <size_t N>
+    void check(int ch, const Row (&rows)[N]) {
+        for (size_t i = 0; i < N; ++i) {
+            SCOPED_TRACE(i);
+            d->drv = {};
+            EXPECT_EQ(run(ch, rows[i].cmd), rows[i].frames);
+            EXPECT_TRUE(!rows[i].log || log_has(rows[i].log)) << rows[i].log;
+            EXPECT_TRUE(rows[i].waits.empty() || sleeps() == rows[i].waits);
+        }
+    }
+};
+
+}  // namespace ptz::test

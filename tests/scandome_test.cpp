@@ -1,0 +1,129 @@
+#include <cmath>
+
+#include "tests/rs485_rows.h"
+
+namespace ptz::test {
+namespace {
+
+// A5 addr cmd d1 d2 55 sum, address 1.
+Bytes sd(uint8_t cmd, uint8_t d1, uint8_t d2) {
+    Bytes f{0xA5, 0x01, cmd, d1, d2, 0x55, 0};
+    for (size_t i = 0; i < 6; ++i) f[6] = static_cast<uint8_t>(f[6] + f[i]);
+    return f;
+}
+const Bytes kStop = sd(0x10, 0x0D, 0x88);
+
+Bytes htx(uint16_t action, uint8_t x, uint8_t y) { return CmdBuilder(0xE0A0).action(action).xy(x, y); }
+
+// One speed nibble: 8 plus an eighth of the distance, truncated toward zero; where that leaves 8, one step
+// either way outside the dead band. Two nibbles added into one byte.
+int nibble(int v) {
+    const int s = 8 + static_cast<int>(std::trunc((v - 64) / 8.0));
+    return s != 8 ? s : v >= 67 ? 9 : v < 62 ? 7 : 8;
+}
+uint8_t scandome_speeds(int x, int y) { return static_cast<uint8_t>(nibble(x) * 16 + nibble(y)); }
+
+// scandome2: full speed along the stronger axis.
+uint8_t full_speed(int x, int y) {
+    switch (stronger(x, y)) {
+        case Way::left: return 0x18;
+        case Way::right: return 0xF8;
+        case Way::down: return 0x81;
+        case Way::up: return 0x8F;
+        default: return 0x88;
+    }
+}
+
+// 0.5 ms transmit settle, the write's 10 ms settle, 7 bytes of line time at 9600 baud; 100 ms between stops.
+const Waits kFrame{500, 10000, 14582}, kGap{100000};
+
+class ScanDome : public RowTest {
+protected:
+    void SetUp() override {
+        channel(0, 2, 2050, 1);
+        channel(1, 2, 2052, 1);
+        start();
+    }
+};
+
+TEST_F(ScanDome, PanTiltSweep) {
+    sweep(0, [](int x, int y) { return sd(0x10, 0x0D, scandome_speeds(x, y)); });
+    sweep(1, [](int x, int y) { return sd(0x10, 0x0D, full_speed(x, y)); });
+}
+
+TEST_F(ScanDome, ScanDomeFrames) {
+    // clang-format off
+    const Row rows[] = {
+        // pan at 0x50, byte for byte; one step at 0x43 and 0x3C; 55 truncates to 7 (not 6); far values carry
+        // across the nibbles and out of the byte
+        {mv(0x50, 0x40), {{0xA5, 0x01, 0x10, 0x0D, 0xA8, 0x55, 0xC0}},
+         "ScanDome(1) msg_id[e011],action[0],addr[1],x[80],y[64]\n"},
+        {mv(0x43, 0x40), {sd(0x10, 0x0D, 0x98)}}, {mv(0x3C, 0x40), {sd(0x10, 0x0D, 0x78)}},
+        {mv(55, 0x40), {sd(0x10, 0x0D, 0x78)}},
+        {mv(0x40, 0xFF), {sd(0x10, 0x0D, 0x9F)}}, {mv(0xFF, 0x40), {sd(0x10, 0x0D, 0xF8)}},
+        // stop after a pan/tilt move: a stop at once and another 100 ms later
+        {mv(0x50, 0x40, 0, 1), {sd(0x10, 0x0D, 0xA8), kStop, kStop}, "PTZSVR : send stop for scandome\n",
+         kFrame + kFrame + kGap + kFrame},
+        // zoom in, out, nothing at the centre; focus; each with a stop 100 ms after when asked
+        {mv(0x41, 0, 1), {sd(0x10, 0x0E, 0x88)}}, {mv(0x3F, 0, 1), {sd(0x10, 0x0C, 0x88)}},
+        {mv(0x40, 0, 1), {}}, {mv(0x40, 0, 1, 1), {kStop}, nullptr, kGap + kFrame},
+        {mv(0x41, 0, 2, 1), {sd(0x10, 0x04, 0x88), kStop}, nullptr, kFrame + kGap + kFrame},
+        {mv(0x3F, 0, 2), {sd(0x10, 0x03, 0x88)}},
+        {mv(0x3F, 0, 3), {}},
+        // stop twice, 100 ms apart
+        {CmdBuilder(0xE013), {kStop, kStop}, nullptr, kFrame + kGap + kFrame},
+        // presets as nibbles: store and clear from the action field, go to from offset 12
+        {CmdBuilder(0xE020).action(0x123), {sd(0x25, 0x82, 0x83)}},
+        {CmdBuilder(0xE014).arg16(35), {sd(0x11, 0x82, 0x83)}},
+        {CmdBuilder(0xE022).action(9), {sd(0x26, 0x80, 0x89)}, "CLEAR preset 9\n"},
+        // the HTX keyboard passes through
+        {htx(0x1A5, 3, 4), {sd(0xA5, 3, 4)}, "PTZSVR : special command from HTX keyboard 1a5h - 03h, 04h\n"},
+        // aux
+        {aux(595, false), {sd(0x19, 0x80, 0x80)}, "PTZSVR : scandome2 aux control(595,0)\n"},
+        {aux(602, true), {sd(0x28, 0x80, 0x80)}}, {aux(602, false), {sd(0x29, 0x80, 0x80)}},
+        {aux(701, true), {sd(0x2C, 0x80, 0x81)}}, {aux(704, false), {sd(0x2D, 0x80, 0x84)}},
+        {aux(711, true), {sd(0x13, 0x80, 0x81)}}, {aux(718, true), {sd(0x13, 0x80, 0x88)}},
+        {aux(721, false), {sd(0x17, 0x80, 0x81)}}, {aux(728, true), {sd(0x17, 0x80, 0x88)}},
+        {aux(730, true), {sd(0x19, 0x80, 0x80)}}, {aux(731, true), {sd(0x1F, 0x80, 0x80)}},
+        {aux(705, true), {}}, {aux(729, true), {}}, {aux(603, true), {}},
+    };
+    // clang-format on
+    check(0, rows);
+}
+
+TEST_F(ScanDome, ScanDome2Frames) {
+    // clang-format off
+    const Row rows[] = {
+        // full speed; stop after a pan/tilt move once and at once
+        {mv(0x00, 0x40), {sd(0x10, 0x0D, 0x18)}}, {mv(0x40, 0x40), {sd(0x10, 0x0D, 0x88)}},
+        {mv(0x7F, 0x40, 0, 1), {sd(0x10, 0x0D, 0xF8), kStop}, nullptr, kFrame + kFrame},
+        // its own zoom keys; focus as ScanDome's; no stop after either
+        {mv(0x41, 0, 1, 1), {sd(0x10, 0x0F, 0x88)}}, {mv(0x3F, 0, 1), {sd(0x10, 0x0B, 0x88)}},
+        {mv(0x40, 0, 1), {}}, {mv(0x41, 0, 2, 1), {sd(0x10, 0x04, 0x88)}},
+        {mv(0x3F, 0, 2), {sd(0x10, 0x03, 0x88)}},
+        {CmdBuilder(0xE013), {kStop}, nullptr, kFrame},
+        {CmdBuilder(0xE020).action(3), {}}, {CmdBuilder(0xE014).arg16(3), {}},
+        {CmdBuilder(0xE022).action(3), {}},
+        {htx(0x21, 0x80, 0x7F), {sd(0x21, 0x80, 0x7F)},
+         "PTZSVR : special command from HTX keyboard 21h - 80h, 7fh\n"},
+        // its own aux column
+        {aux(595, true), {sd(0x19, 0x80, 0x80)}, "PTZSVR : scandome2 aux control(595)\n"},
+        {aux(602, true), {}}, {aux(702, true), {sd(0x2C, 0x80, 0x82)}},
+        {aux(703, false), {sd(0x2D, 0x80, 0x83)}},
+        {aux(711, true), {}}, {aux(722, true), {sd(0x17, 0x80, 0x82)}},
+        {aux(730, true), {sd(0x10, 0x48, 0x80)}}, {aux(731, false), {sd(0x1F, 0x80, 0x80)}},
+    };
+    // clang-format on
+    check(1, rows);
+    for (const std::string& l : board.logs()) EXPECT_EQ(l.rfind("ScanDome(", 0), std::string::npos) << l;
+}
+
+// The main loop does not pass the HTX keyboard's messages on: only eptz_handler reaches the drivers with
+// them.
+TEST_F(ScanDome, HtxKeyboardIsNotPassedByTheMainLoop) {
+    send(htx(0x21, 1, 2));
+    EXPECT_TRUE(writes().empty());
+}
+
+}  // namespace
+}  // namespace ptz::test

@@ -1,0 +1,66 @@
+#include "tests/rs485_rows.h"
+
+namespace ptz::test {
+namespace {
+
+// 40 letter addr data [extra] sum, address 1; 'M' frames carry 01, 'P' frames 00.
+Bytes sj(char letter, uint8_t data) {
+    Bytes f{0x40, static_cast<uint8_t>(letter), 0x01, data};
+    if (letter == 'M') f.push_back(0x01);
+    if (letter == 'P') f.push_back(0x00);
+    uint8_t sum = 0;
+    for (uint8_t b : f) sum = static_cast<uint8_t>(sum + b);
+    f.push_back(sum);
+    return f;
+}
+
+class Sj : public RowTest {
+protected:
+    void SetUp() override {
+        channel(0, 2, 6403, 1);
+        start();
+    }
+};
+
+TEST_F(Sj, PanTiltSweep) {
+    sweep(0, [](int x, int y) {
+        static const uint8_t kData[] = {0, 0, 0, 0, 0, 0x04, 0x08, 0x02, 0x01};
+        return sj('C', kData[int(stronger(x, y))]);
+    });
+}
+
+TEST_F(Sj, Frames) {
+    // clang-format off
+    const Row rows[] = {
+        // no diagonal moves: 61/67 lies on the diagonal x + y = 128 and stays put; 62/48 moves down
+        {mv(0x3D, 0x43), {{0x40, 0x43, 0x01, 0x00, 0x84}}}, {mv(0x3E, 0x30), {sj('C', 0x02)}},
+        // zoom and focus split at 64 itself
+        {mv(65, 0, 1), {sj('C', 0x20)}}, {mv(63, 0, 1), {sj('C', 0x10)}}, {mv(64, 0, 1), {sj('C', 0)}},
+        {mv(65, 0, 2), {sj('C', 0x40)}}, {mv(63, 0, 2), {sj('C', 0x30)}}, {mv(64, 0, 2), {sj('C', 0)}},
+        {mv(0x10, 0x10, 3), {sj('C', 0)}}, {mv(0x10, 0x40, 0, 1), {sj('C', 0x04)}},
+        {CmdBuilder(0xE013), {sj('C', 0)}, nullptr, {10000, 35000}},
+        // go to: 0..7 as 40 + n, from 8 the low nibble with 50; store: the low nibble with 30
+        {CmdBuilder(0xE014).arg16(9), {{0x40, 0x4D, 0x01, 0x59, 0x01, 0xE8}}},
+        {CmdBuilder(0xE014).arg16(7), {sj('M', 0x47)}}, {CmdBuilder(0xE014).arg16(0x1F), {sj('M', 0x5F)}},
+        {CmdBuilder(0xE020).action(5), {sj('M', 0x35)}}, {CmdBuilder(0xE020).action(0x1A), {sj('M', 0x3A)}},
+        {CmdBuilder(0xE022).action(5), {}},
+        // auxiliaries 0..5 on and off; unknown codes switch auxiliary 0
+        {aux(0, true), {sj('P', 0x20)}, "SJ : aux (0h:101h) "},
+        {aux(0, false), {sj('P', 0x10)}, "--> P, 10h\n"},
+        {aux(1, true), {sj('P', 0x23)}}, {aux(1, false), {sj('P', 0x13)}},
+        {aux(2, true), {sj('P', 0x24)}}, {aux(2, false), {sj('P', 0x14)}},
+        {aux(3, true), {sj('P', 0x21)}}, {aux(3, false), {sj('P', 0x11)}},
+        {aux(4, true), {sj('P', 0x22)}}, {aux(4, false), {sj('P', 0x12)}},
+        {aux(5, true), {sj('P', 0x25)}}, {aux(5, false), {sj('P', 0x15)}},
+        {aux(6, true), {sj('P', 0x20)}}, {aux(1000, false), {sj('P', 0x10)}},
+        // 100 and 101 test the action against 0x0100: "on" (0x0101) is not it
+        {aux(100, true), {sj('C', 0x50)}, "--> C, 50h\n"}, {aux(101, true), {sj('C', 0x60)}},
+        {CmdBuilder(0xE090).arg16(100).action(0x0100), {sj('C', 0x70)}, "SJ : aux (64h:100h) "},
+        {CmdBuilder(0xE090).arg16(101).action(0x0100), {sj('C', 0x70)}},
+    };
+    // clang-format on
+    check(0, rows);
+}
+
+}  // namespace
+}  // namespace ptz::test
