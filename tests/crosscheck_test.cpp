@@ -133,27 +133,39 @@ protected:
         }
     }
 
-    // `pick`: each row names only the command's first frame of these kinds; the others are not looked at.
-    void check(const Line& l, const std::vector<Row>& rows, std::vector<Kind> pick = {}) {
+    // Channel 0 set up for the line, the daemon started; the line's decoder.
+    const ptzcam::Protocol* setup(const Line& l) {
         const ptzcam::Protocol* p = ptzcam::find_protocol(l.proto);
-        ASSERT_NE(p, nullptr) << l.proto;
-        if (!l.direct && l.coc_type != 3) {
+        EXPECT_NE(p, nullptr) << l.proto;
+        if (p && !l.direct && l.coc_type != 3) {
             EXPECT_EQ(ptzcam::protocol_for_model(l.model), p);
         }
         sysvar("coc_type", l.coc_type);
         channel(0, l.port, l.model, static_cast<uint16_t>(l.address < 0 ? 9 : l.address));
         start();
+        return p;
+    }
+
+    // One command through the daemon (or straight into the driver), every byte it put on the line read.
+    std::vector<Frame> run(const Line& l, const ptzcam::Protocol& p, const Bytes& command) {
+        board.clear_calls();
+        d->last_cmd = {};  // each command on its own, not as a repeat of the one before
+        Bytes cmd = command;
+        cmd.resize(kMinCommandBuffer, 0);
+        if (l.direct)
+            l.direct(*d, l.port, static_cast<uint16_t>(l.address), cmd.data());
+        else
+            eptz_handler(*d, 0, cmd.data());
+        return read(p.decode, p.coax ? coax_frames() : writes(), p.coax);
+    }
+
+    // `pick`: each row names only the command's first frame of these kinds; the others are not looked at.
+    void check(const Line& l, const std::vector<Row>& rows, std::vector<Kind> pick = {}) {
+        const ptzcam::Protocol* p = setup(l);
+        ASSERT_NE(p, nullptr);
         for (size_t i = 0; i < rows.size(); ++i) {
             SCOPED_TRACE(std::string(l.proto) + " row " + std::to_string(i));
-            board.clear_calls();
-            d->last_cmd = {};  // each row on its own, not as a repeat of the one before
-            Bytes cmd = rows[i].cmd;
-            cmd.resize(kMinCommandBuffer, 0);
-            if (l.direct)
-                l.direct(*d, l.port, static_cast<uint16_t>(l.address), cmd.data());
-            else
-                eptz_handler(*d, 0, cmd.data());
-            std::vector<Frame> got = read(p->decode, p->coax ? coax_frames() : writes(), p->coax);
+            std::vector<Frame> got = run(l, *p, rows[i].cmd);
             if (!pick.empty()) {
                 const auto it = std::find_if(got.begin(), got.end(), [&](const Frame& f) {
                     return f.status != Status::ok ||
@@ -361,6 +373,78 @@ TEST_F(CrossCheck, AuxTableSweep) {
             for (bool on : {true, false}) rows.push_back({aux(static_cast<uint16_t>(v), on), table(v, on)});
         check(l, rows);
     }
+}
+
+// Whatever the recorder sends, every byte a driver puts on the line is a frame its decoder reads whole, to
+// the channel's camera: moves over the plane and every action, presets, every aux code on and off, the
+// keyboard pass-through and the position commands.
+TEST_F(CrossCheck, EveryFrameReads) {
+    std::vector<Bytes> cmds = {kStop, CmdBuilder(0xE0A4).pos(900, 1500, 4000), CmdBuilder(0xE0A6),
+                               CmdBuilder(0xE0A0).action(0x11).xy(0x80, 0x85), CmdBuilder(0xE015)};
+    for (uint8_t x : {0, 30, 61, 64, 67, 100, 127})
+        for (uint8_t y : {0, 61, 64, 67, 127})
+            for (uint16_t action = 0; action <= 4; ++action) cmds.push_back(ms(x, y, action));
+    for (uint16_t n : {0, 1, 9, 16, 255, 300}) {
+        cmds.push_back(go(n));
+        cmds.push_back(set(n));
+        cmds.push_back(clr(n));
+    }
+    for (int v = 0; v <= 1100; ++v)
+        for (bool on : {true, false}) cmds.push_back(aux(static_cast<uint16_t>(v), on));
+    const Line lines[] = {
+        {"pelco-d", 0x1600},
+        {"pelco-d-tvi", 0x1600, 5, 5, 3},
+        {"pelco-p", 0x1601},
+        {"samsung-e", 0x1904},
+        {"panasonic", 0x1602},
+        {"autodome", 0x200},
+        {"autodome", 0x201},
+        {"vicon", 0x2202},
+        {"hikc", 0x808, -1, 5},
+        {"hda", 0x809, -1, 5},
+        {"c1080b", 0x2302},
+        {"c1080pt", 0x302},
+        {"c1080pt-wonwoo", 0x303},
+        {"c1080pt-wonwoo", 0x306},
+        {"ez", 0x1400},
+        {"f2e", 0x2300},
+        {"orx1000", 0x1500},
+        {"hunt", 0x801},
+        {"inos", 0x900},
+        {"inos-v900", 0x901},
+        {"sj", 0x1903},
+        {"srx-100b", 0x1901},
+        {"adi", 0x100},
+        {"stx-framed", 0x1200},
+        {"three-byte", 0x1300},
+        {"letter-command", 0x2200},
+        {"spd", 0x1900},
+        {"spd-variant", 0x2201},
+        {"scandome", 0x802},
+        {"scandome2", 0x804},
+        {"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM},
+        {"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ},
+        {"ptc203", 0x1600, 5, 2, 0, PTC203_PTZ},
+    };
+    for (const Line& l : lines) {
+        const ptzcam::Protocol* p = setup(l);
+        ASSERT_NE(p, nullptr);
+        for (const Bytes& cmd : cmds) {
+            for (const Frame& f : run(l, *p, cmd)) {
+                ASSERT_EQ(f.status, Status::ok) << l.proto << " " << l.model << show({f}) << "\n"
+                                                << ::testing::PrintToString(cmd);
+                ASSERT_EQ(f.address, l.address) << l.proto << show({f});
+            }
+        }
+    }
+    // The VC-C4 opens every command to all heads (device 0x30, address 0).
+    const Line vcc4{"vcc4", 0x300};
+    const ptzcam::Protocol* p = setup(vcc4);
+    for (const Bytes& cmd : cmds)
+        for (const Frame& f : run(vcc4, *p, cmd)) {
+            ASSERT_EQ(f.status, Status::ok) << show({f});
+            ASSERT_TRUE(f.address == 5 || f.address == 0) << show({f});
+        }
 }
 
 // Each protocol's address field across its range: the decoder must name the camera the channel is set to.
