@@ -447,6 +447,56 @@ TEST_F(CrossCheck, EveryFrameReads) {
         }
 }
 
+// Preset numbers across each protocol's range: go to (from offset 12), store and clear (from the action
+// field), one letter each in `ops`; the camera must read the number the command named.
+TEST_F(CrossCheck, PresetNumbers) {
+    struct Presets {
+        Line line;
+        const char* ops;
+        int top;  // the highest number the frame carries
+    };
+    const Presets lines[] = {
+        {{"pelco-d", 0x1600}, "gsc", 255},
+        {{"pelco-p", 0x1601}, "gsc", 255},
+        {{"samsung-e", 0x1904}, "gs", 255},
+        {{"panasonic", 0x1602}, "g", 256},
+        {{"panasonic", 0x1602}, "s", 156},
+        {{"autodome", 0x200}, "gs", 255},
+        {{"autodome", 0x201}, "gs", 255},
+        {{"vcc4", 0x300}, "gs", 255},
+        {{"vicon", 0x2202}, "gs", 255},
+        {{"hikc", 0x808, -1, 5}, "gsc", 255},
+        {{"hda", 0x809, -1, 5}, "gs", 255},
+        {{"c1080b", 0x2302}, "sc", 255},
+        {{"c1080pt", 0x302}, "gsc", 255},
+        {{"c1080pt-wonwoo", 0x305}, "gsc", 255},
+        {{"ez", 0x1400}, "gsc", 255},
+        {{"f2e", 0x2300}, "gsc", 255},
+        {{"hunt", 0x801}, "gs", 255},
+        {{"inos-v900", 0x901}, "gs", 255},
+        {{"sj", 0x1903}, "g", 23},
+        {{"sj", 0x1903}, "s", 15},
+        {{"adi", 0x100}, "g", 255},
+        {{"three-byte", 0x1300}, "g", 255},
+        {{"letter-command", 0x2200}, "gs", 255},
+        {{"spd", 0x1900}, "gsc", 255},
+        {{"spd-variant", 0x2201}, "gsc", 255},
+        {{"scandome", 0x802}, "gsc", 255},
+    };
+    for (const Presets& l : lines) {
+        std::vector<Row> rows;
+        for (const char* op = l.ops; *op; ++op) {
+            for (int n = 1; n <= l.top; ++n) {
+                const auto u = static_cast<uint16_t>(n);
+                if (*op == 'g') rows.push_back({go(u), {GO(n)}});
+                if (*op == 's') rows.push_back({set(u), {SET(n)}});
+                if (*op == 'c') rows.push_back({clr(u), {CLR(n)}});
+            }
+        }
+        check(l.line, rows, {Kind::goto_preset, Kind::set_preset, Kind::clear_preset});
+    }
+}
+
 // Each protocol's address field across its range: the decoder must name the camera the channel is set to.
 TEST_F(CrossCheck, AddressRange) {
     struct Range {

@@ -222,6 +222,7 @@ TEST(PtzcamProto, SerialProtocolGoldens) {
         {"autodome", sum7f({0x86, 0, 4, 0x02, 0x04, 0x00}), Z, 5, 0, 0, -1, "zoom wide"},
         // VC-C4: device character address | 0x30, no checksum
         {"vcc4", {0xFF, 0x30, 0x31, 0, 0x8A, ':', 0xEF}, GP, 1, 0, 0, 10, "go to preset 10"},
+        {"vcc4", {0xFF, 0x30, 0x31, 0, 0x89, 0xEF, 0xEF}, SP, 1, 0, 0, 191, "set preset 191"},
         {"vcc4", {0xFF, 0x30, 0x31, 0, 0x50, '0', '0', '8', 0xEF}, O, 1, 0, 0, 8, "pan speed 8"},
         {"vcc4", {0xFF, 0x30, 0x31, 0, 0x60, '2', '1', 0xEF}, M, 1, -1, 1, 0, "pan left, tilt up"},
         {"vcc4", {0xFF, 0x30, 0x30, 0, 0x90, '0', 0xEF}, O, 0, 0, 0, 0, "command start"},
