@@ -4,6 +4,7 @@
 // of the two; each row names what the camera is meant to do, not the bytes.
 #include <climits>
 #include <functional>
+#include <numeric>
 #include <string>
 #include <tuple>
 
@@ -362,16 +363,44 @@ std::vector<Want> c1080b_aux(int v, bool on) {
     return {GO(v & 0xFF)};
 }
 
+// Pelco-P: the aux outputs, the menu keys on the iris, the menu as preset 95; nothing else.
+std::vector<Want> pelco_p_aux(int v, bool on) {
+    if ((v >= 1 && v <= 7) || v == 9) return {on ? ON(v) : OFF(v)};
+    if (v == 730 || v == 731) return {I(v == 730 ? 1 : -1)};
+    if (v == 595) return {SET(95)};
+    return {};
+}
+
+// AutoDome (variable speed): the menu keys, then every code as an aux output of the fixed-length frame
+// (up to 255 the value reads back whole; aux 46 on is the menu's own value).
+std::vector<Want> autodome_aux(int v, bool on) {
+    if (v == 595 || (v == 46 && on)) return {MENU(nullptr)};
+    if (v == 730) return {F(1)};
+    if (v == 731) return {I(1)};
+    return {on ? ON(v) : OFF(v)};
+}
+
 TEST_F(CrossCheck, AuxTableSweep) {
-    const std::pair<Line, std::vector<Want> (*)(int, bool)> lines[] = {
-        {{"pelco-d", 0x1600}, pelco_d_aux},
-        {{"c1080b", 0x2303}, c1080b_aux},
+    struct Table {
+        Line line;
+        std::vector<Want> (*aux)(int, bool);
+        std::vector<int> codes;
     };
-    for (const auto& [l, table] : lines) {
+    std::vector<int> all(1101), low(256);
+    std::iota(all.begin(), all.end(), 0);
+    std::iota(low.begin(), low.end(), 0);
+    low.insert(low.end(), {595, 730, 731});
+    const Table tables[] = {
+        {{"pelco-d", 0x1600}, pelco_d_aux, all},
+        {{"c1080b", 0x2303}, c1080b_aux, all},
+        {{"pelco-p", 0x1601}, pelco_p_aux, all},
+        {{"autodome", 0x200}, autodome_aux, low},
+    };
+    for (const Table& t : tables) {
         std::vector<Row> rows;
-        for (int v = 0; v <= 1100; ++v)
-            for (bool on : {true, false}) rows.push_back({aux(static_cast<uint16_t>(v), on), table(v, on)});
-        check(l, rows);
+        for (int v : t.codes)
+            for (bool on : {true, false}) rows.push_back({aux(static_cast<uint16_t>(v), on), t.aux(v, on)});
+        check(t.line, rows);
     }
 }
 
