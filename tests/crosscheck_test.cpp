@@ -526,6 +526,30 @@ TEST_F(CrossCheck, PresetNumbers) {
     }
 }
 
+// Absolute positions across their ranges: Pelco-D sends tilt, zoom and pan as three frames of their low 16
+// bits, the C1080PT family one frame of all three, EZ and F2E pan and tilt in tenths of a degree (pan
+// counted from 3599) and zoom raw, a zoom of 0 going out as 1.
+TEST_F(CrossCheck, SetPositionValues) {
+    enum Form { pelco, one, tenths };
+    const std::pair<Line, Form> lines[] = {
+        {{"pelco-d", 0x1600}, pelco}, {{"c1080pt", 0x302}, one}, {{"c1080pt-wonwoo", 0x306}, one},
+        {{"ez", 0x1400}, tenths},     {{"f2e", 0x2301}, tenths},
+    };
+    for (const auto& [l, form] : lines) {
+        std::vector<Row> rows;
+        for (uint32_t pan = 0; pan < (form == tenths ? 3600u : 36000u); pan += form == tenths ? 37 : 997) {
+            for (uint32_t tilt : {0u, 1u, 450u, 900u, 9000u, 0x12345u}) {
+                const uint32_t zoom = pan / 7, p16 = pan & 0xFFFF, t16 = tilt & 0xFFFF, z16 = zoom & 0xFFFF;
+                const Bytes cmd = CmdBuilder(0xE0A4).pos(pan, tilt, zoom);
+                if (form == pelco) rows.push_back({cmd, {POS(0, t16, 0), POS(0, 0, z16), POS(p16, 0, 0)}});
+                if (form == one) rows.push_back({cmd, {POS(p16, t16, z16)}});
+                if (form == tenths && tilt <= 900) rows.push_back({cmd, {POS(pan, tilt, zoom ? zoom : 1)}});
+            }
+        }
+        check(l, rows);
+    }
+}
+
 // Each protocol's address field across its range: the decoder must name the camera the channel is set to.
 TEST_F(CrossCheck, AddressRange) {
     struct Range {
