@@ -1383,6 +1383,35 @@ TEST_F(CrossCheck, SpdScanDome) {
     // clang-format on
 }
 
+// The OEM editions: the TOSK edition's C1080B sends its stop and has its focus keys the usual way round,
+// and its HDA moves carry a fixed pan byte; the ravel edition's HIK-C enters the menu as preset 95, and its
+// HDA moves carry no speeds (the direction stays).
+TEST_F(CrossCheck, OemEditions) {
+    board.set_sysvar("/proc/orv_con_vars/support_tosk_oem", "1");
+    // clang-format off
+    check({"c1080b", 0x2302}, {
+        {kStop, {S}},
+        {mv(0x60, 0, 2), {O, F(1)}},
+        {mv(0x40, 0, 2), {O, F(-1)}},
+    });
+    check({"hda", 0x809, -1, 5}, {
+        {mv(0x20, 0x60), {M(-1, 1)}},
+        {mv(0x40, 0x20), {M(0, -1)}},
+    });
+    board.set_sysvar("/proc/orv_con_vars/support_tosk_oem", "0");
+    board.set_sysvar("/proc/orv_con_vars/support_ravel_oem", "1");
+    check({"hikc", 0x808, -1, 5}, {
+        {aux(730), {GO(95)}},
+        {aux(731), {I(-1)}},
+    });
+    check({"hda", 0x809, -1, 5}, {
+        {mv(0x20, 0x60), {M(-1, 1)}},
+        {mv(0x60, 0x40), {M(1, 0)}},
+        {aux(595), {I(1), I(1)}},
+    });
+    // clang-format on
+}
+
 TEST_F(CrossCheck, CameraFirmwareUpgrade) {
     // A 1500-byte image through the C1080B channel: the handshake, two blocks, the trailer. The image rides
     // in the datagram itself, so it goes in through the receive buffer.
