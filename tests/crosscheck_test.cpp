@@ -1413,22 +1413,28 @@ TEST_F(CrossCheck, OemEditions) {
 }
 
 TEST_F(CrossCheck, CameraFirmwareUpgrade) {
-    // A 1500-byte image through the C1080B channel: the handshake, two blocks, the trailer. The image rides
-    // in the datagram itself, so it goes in through the receive buffer.
+    // An image through the C1080B channel: the handshake (its size frame names the size), the image in
+    // blocks of 1024, the trailer with the image's sum. The image rides in the datagram itself, so it goes
+    // in through the receive buffer.
     channel(0, 2, 0x2302, 5, 7);
     start();
-    d->current_channel = 0;
-    Bytes dg = CmdBuilder(0xF001, 0);
-    dg.resize(16);
-    wr32(dg.data() + 12, 1500);
-    for (int i = 0; i < 1500; ++i) dg.push_back(static_cast<uint8_t>(i * 7 + 3));
-    std::copy(dg.begin(), dg.end(), d->rx.begin());
-    board.clear_calls();
-    eptz_handler(*d, 0, d->rx.data());
     ptzcam::UpgradeStream stream;
-    const auto got = read([&](const uint8_t* p, size_t n) { return stream.decode(p, n); }, writes(), false);
-    compare(got, {O, O, O, V(Kind::other, 1500), O, at(O, -1), at(O, -1), at(O, -1)}, 5);
-    EXPECT_FALSE(stream.in_image());
+    for (uint32_t size : {0u, 1u, 1024u, 1500u, 2048u}) {
+        SCOPED_TRACE(size);
+        d->current_channel = 0;
+        Bytes dg = CmdBuilder(0xF001, 0);
+        dg.resize(16);
+        wr32(dg.data() + 12, size);
+        for (uint32_t i = 0; i < size; ++i) dg.push_back(static_cast<uint8_t>(i * 7 + 3));
+        std::copy(dg.begin(), dg.end(), d->rx.begin());
+        board.clear_calls();
+        eptz_handler(*d, 0, d->rx.data());
+        std::vector<Want> want = {O, O, O, V(Kind::other, static_cast<int>(size)), O};
+        want.insert(want.end(), (size + 1023) / 1024 + 1, at(O, -1));  // the blocks, the trailer
+        compare(read([&](const uint8_t* p, size_t n) { return stream.decode(p, n); }, writes(), false), want,
+                5);
+        EXPECT_FALSE(stream.in_image());
+    }
 }
 
 }  // namespace
