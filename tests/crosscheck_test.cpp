@@ -1412,6 +1412,59 @@ TEST_F(CrossCheck, OemEditions) {
     // clang-format on
 }
 
+// The other way round: a head made of the decoders' answers, and the driver's report must carry what the
+// head said (status, then three values: a position, or the INOS pan step, or the INOS-V900 switch word).
+TEST_F(CrossCheck, AnswersReadBack) {
+    ptzcam::HeadState head;
+    head.pan = 9000, head.tilt = 1500, head.zoom = 4000, head.switches = 0x1234, head.sensor = 0x56;
+    struct Case {
+        Line line;
+        Bytes cmd;
+        uint32_t report[4];  // status, three values
+    };
+    const Case cases[] = {
+        {{"pelco-d", 0x1600}, CmdBuilder(0xE0A6), {1, 9000, 1500, 4000}},
+        {{"c1080pt", 0x302}, CmdBuilder(0xE0A6), {1, 9000, 1500, 4000}},
+        {{"c1080pt-wonwoo", 0x303}, CmdBuilder(0xE0A6), {1, 9000, 1500, 4000}},
+        {{"ez", 0x1400, 0x123}, CmdBuilder(0xE0A6), {1, 900, 150, 4000}},  // tenths of a degree
+        {{"f2e", 0x2300}, CmdBuilder(0xE0A6), {1, 900, 150, 4000}},
+        {{"inos", 0x900}, mv(0x60, 0x40), {0, 64, 0, 0}},  // a full turn is 256 steps
+        {{"inos-v900", 0x901}, set(5), {0, 0x1234, 0, 0}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.line.proto);
+        const ptzcam::Protocol* p = setup(c.line);
+        ASSERT_NE(p, nullptr);
+        board.on_write = [p, head, a = c.line.address](SimBoard& b, const std::string& dev,
+                                                       const Bytes& data) {
+            for (size_t at = 0; at < data.size();) {
+                const Frame f = p->decode(data.data() + at, data.size() - at);
+                if (f.status != Status::ok) break;
+                const ptzcam::Answer r = p->answer(f, head, a);
+                if (r.size) b.queue_reply(dev, b.now() + 2000, Bytes(r.bytes, r.bytes + r.size));
+                at += f.length;
+            }
+        };
+        run(c.line, *p, c.cmd);
+        board.on_write = nullptr;
+        const auto reports = board.find("ioctl", "/dev/con2rec");
+        ASSERT_EQ(reports.size(), 1u);
+        for (size_t i = 0; i < 4; ++i)
+            EXPECT_EQ(rd32(reports[0]->data.data() + 16 + 4 * i), c.report[i]) << i;
+    }
+    // A set position that leaves the tilt as it is takes it from the head's answer.
+    for (const Line& l : {Line{"ez", 0x1400, 0x123}, Line{"f2e", 0x2300}}) {
+        const ptzcam::Protocol* p = setup(l);
+        board.on_write = [p, head, a = l.address](SimBoard& b, const std::string& dev, const Bytes& data) {
+            const ptzcam::Answer r = p->answer(p->decode(data.data(), data.size()), head, a);
+            if (r.size) b.queue_reply(dev, b.now() + 2000, Bytes(r.bytes, r.bytes + r.size));
+        };
+        compare(run(l, *p, CmdBuilder(0xE0A4).pos(900, 0xFFFFFFFF, 5)),
+                {V(Kind::query_position, kAny), POS(900, 150, 5)}, l.address);
+        board.on_write = nullptr;
+    }
+}
+
 TEST_F(CrossCheck, CameraFirmwareUpgrade) {
     // An image through the C1080B channel: the handshake (its size frame names the size), the image in
     // blocks of 1024, the trailer with the image's sum. The image rides in the datagram itself, so it goes
