@@ -1038,6 +1038,7 @@ TEST_F(CrossCheck, EzF2e) {
         // clang-format on
     }
     check({"ez", 0x1400}, {{aux(602), {}}});
+    check({"ez", 0x1400, 1}, {{CmdBuilder(0xE0A4).pos(900, 0, 0), {POS(900, 0, 1)}}});  // 5E 10 01 FF ...
     check({"f2e", 0x2301}, {{aux(602), {ON(602)}}});
 }
 
