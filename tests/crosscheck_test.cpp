@@ -600,43 +600,18 @@ TEST_F(CrossCheck, AddressRange) {
 TEST_F(CrossCheck, PelcoD) {
     // clang-format off
     check({"pelco-d", 0x1600}, {
-        {ms(0x20, 0x40), {M(-1, 0), S}},
-        {ms(0x60, 0x40), {M(1, 0), S}},
-        {ms(0x40, 0x20), {M(0, -1), S}},
-        {ms(0x40, 0x60), {M(0, 1), S}},
-        {ms(61, 67), {M(-1, 1), S}},
-        {ms(0, 0), {M(-1, -1), S}},
-        {ms(0x7F, 0x7F), {M(1, 1), S}},
-        {ms(67, 61), {M(1, -1), S}},
-        {mv(0x20, 0x40), {M(-1, 0)}},
+        {ms(0x20, 0x40), {M(-1, 0), S}}, {ms(0x60, 0x40), {M(1, 0), S}}, {ms(0x40, 0x20), {M(0, -1), S}},
+        {ms(0x40, 0x60), {M(0, 1), S}}, {ms(61, 67), {M(-1, 1), S}}, {ms(0, 0), {M(-1, -1), S}},
+        {ms(0x7F, 0x7F), {M(1, 1), S}}, {ms(67, 61), {M(1, -1), S}}, {mv(0x20, 0x40), {M(-1, 0)}},
         {mv(0x40, 0x60), {M(-1, 1)}},  // the head keeps the pan it was given until a stop
-        {kStop, {S}},
-        {ms(0xFF, 0, 1), {O, Z(1), S}},
-        {ms(0x40, 0, 1), {O, Z(-1), S}},
-        {ms(0x60, 0, 2), {O, F(1), S}},
-        {ms(0x20, 0, 2), {O, F(-1), S}},
-        {ms(0x41, 0, 3), {I(1), S}},
+        {kStop, {S}}, {ms(0xFF, 0, 1), {O, Z(1), S}}, {ms(0x40, 0, 1), {O, Z(-1), S}},
+        {ms(0x60, 0, 2), {O, F(1), S}}, {ms(0x20, 0, 2), {O, F(-1), S}}, {ms(0x41, 0, 3), {I(1), S}},
         {ms(0x40, 0, 3), {I(-1), S}},
-        {go(300), {GO(44)}},
-        {set(7), {SET(7)}},
-        {clr(9), {CLR(9)}},
-        {aux(3), {ON(3)}},
-        {aux(9, false), {OFF(9)}},
-        {aux(8), {GO(8)}},
-        {aux(719, false), {SET(719 & 0xFF)}},
-        {aux(595), {SET(95)}},
-        {aux(533), {GO(33)}},
-        {aux(597, false), {GO(96)}},
         {aux(730), {I(1), S}},  // the camera's menu takes iris open as enter
-        {aux(731), {I(-1), S}},
-        {aux(130, false), {I(-1), S}},
-        {aux(551), {O}},
-        {aux(110), {O}},
-        {aux(740), {}},
         {CmdBuilder(0xE0A4).pos(0x12345, 0x0203, 0x0405),
-        {POS(0, 0x203, 0), POS(0, 0, 0x405), POS(0x2345, 0, 0)}},
+            {POS(0, 0x203, 0), POS(0, 0, 0x405), POS(0x2345, 0, 0)}},
         {CmdBuilder(0xE0A6),
-        {V(Kind::query_position, 0), V(Kind::query_position, 1), V(Kind::query_position, 2)}},
+            {V(Kind::query_position, 0), V(Kind::query_position, 1), V(Kind::query_position, 2)}},
     });
     // clang-format on
 }
@@ -645,20 +620,10 @@ TEST_F(CrossCheck, PelcoDOverCoax) {
     // Every TVI action is followed by a stop, and the TVI head's focus keys are the other way round.
     // clang-format off
     check({"pelco-d-tvi", 0x1600, 5, 5, 3}, {
-        {mv(0x20, 0x40), {M(-1, 0), S}},
-        {mv(0x60, 0x20), {M(1, -1), S}},
-        {mv(0x40, 0x60), {M(0, 1), S}},
-        {mv(0x60, 0, 1), {O, Z(1), S}},
-        {mv(0x20, 0, 1), {O, Z(-1), S}},
-        {mv(0x60, 0, 2), {O, F(-1), S}},
-        {mv(0x20, 0, 2), {O, F(1), S}},
-        {mv(0x60, 0, 3), {I(1), S}},
-        {kStop, {S}},
-        {aux(730), {I(1), S}},
-        {aux(731), {I(-1), S}},
-        {aux(595), {SET(95)}},
-        {aux(20), {GO(20)}},
-        {aux(20, false), {SET(20)}},
+        {mv(0x20, 0x40), {M(-1, 0), S}}, {mv(0x60, 0x20), {M(1, -1), S}}, {mv(0x40, 0x60), {M(0, 1), S}},
+        {mv(0x60, 0, 1), {O, Z(1), S}}, {mv(0x20, 0, 1), {O, Z(-1), S}}, {mv(0x60, 0, 2), {O, F(-1), S}},
+        {mv(0x20, 0, 2), {O, F(1), S}}, {mv(0x60, 0, 3), {I(1), S}}, {kStop, {S}}, {aux(730), {I(1), S}},
+        {aux(731), {I(-1), S}}, {aux(595), {SET(95)}}, {aux(20), {GO(20)}}, {aux(20, false), {SET(20)}},
         {go(5), {}},
     });
     // clang-format on
@@ -668,28 +633,10 @@ TEST_F(CrossCheck, PelcoP) {
     // Focus keys as the Pelco-P camera has them: x above the centre sends the near bit.
     // clang-format off
     check({"pelco-p", 0x1601}, {
-        {mv(0x20, 0x40), {M(-1, 0)}},
-        {mv(0x60, 0x70), {M(1, 1)}},
-        {mv(0x10, 0x10), {M(-1, -1)}},
-        {mv(0x40, 0x20), {M(0, -1)}},
-        {mv(0x40, 0x40), {S}},
-        {ms(0x40, 0x60), {M(0, 1), S}},
-        {mv(0xC0, 0, 1), {Z(1)}},
-        {mv(0x20, 0, 1), {Z(-1)}},
-        {mv(0x40, 0, 1), {S}},
-        {mv(0x60, 0, 2), {F(-1)}},
-        {mv(0x20, 0, 2), {F(1)}},
-        {mv(0x60, 0, 3), {S}},
-        {kStop, {S}},
-        {go(300), {GO(44)}},
-        {set(7), {SET(7)}},
-        {clr(9), {CLR(9)}},
-        {aux(3), {ON(3)}},
-        {aux(9, false), {OFF(9)}},
-        {aux(730), {I(1)}},
-        {aux(731), {I(-1)}},
-        {aux(595), {SET(95)}},
-        {aux(600), {}},
+        {mv(0x20, 0x40), {M(-1, 0)}}, {mv(0x60, 0x70), {M(1, 1)}}, {mv(0x10, 0x10), {M(-1, -1)}},
+        {mv(0x40, 0x20), {M(0, -1)}}, {mv(0x40, 0x40), {S}}, {ms(0x40, 0x60), {M(0, 1), S}},
+        {mv(0xC0, 0, 1), {Z(1)}}, {mv(0x20, 0, 1), {Z(-1)}}, {mv(0x40, 0, 1), {S}}, {mv(0x60, 0, 2), {F(-1)}},
+        {mv(0x20, 0, 2), {F(1)}}, {mv(0x60, 0, 3), {S}}, {kStop, {S}},
     });
     // clang-format on
 }
@@ -697,29 +644,13 @@ TEST_F(CrossCheck, PelcoP) {
 TEST_F(CrossCheck, SamsungE) {
     // clang-format off
     check({"samsung-e", 0x1904}, {
-        {mv(47, 0x40), {M(-1, 0)}},
-        {mv(81, 0x40), {M(1, 0)}},
-        {mv(0x40, 47), {M(0, -1)}},
-        {mv(0x40, 81), {M(0, 1)}},
-        {mv(0x10, 0x70), {M(-1, 1)}},
-        {mv(0x10, 0x10), {M(-1, -1)}},
-        {mv(0x70, 0x70), {M(1, 1)}},
-        {ms(0x70, 0x10), {M(1, -1), S}},
-        {mv(48, 80), {S}},
-        {mv(0x60, 0, 1), {Z(1)}},
-        {mv(0x20, 0, 1), {Z(-1)}},
-        {mv(0x60, 0, 2), {F(1)}},
-        {mv(0x20, 0, 2), {F(-1)}},
-        {mv(0x60, 0, 3), {S}},
-        {kStop, {S}},
-        {go(300), {GO(44)}},
-        {set(7), {SET(7)}},
-        {clr(9), {}},
-        {aux(730), {MENU("menu enter")}},
-        {aux(731), {MENU("menu escape")}},
-        {aux(740), {MENU("menu escape")}},
-        {aux(595), {MENU("menu")}},
-        {aux(20), {V(Kind::other, 20)}},
+        {mv(47, 0x40), {M(-1, 0)}}, {mv(81, 0x40), {M(1, 0)}}, {mv(0x40, 47), {M(0, -1)}},
+        {mv(0x40, 81), {M(0, 1)}}, {mv(0x10, 0x70), {M(-1, 1)}}, {mv(0x10, 0x10), {M(-1, -1)}},
+        {mv(0x70, 0x70), {M(1, 1)}}, {ms(0x70, 0x10), {M(1, -1), S}}, {mv(48, 80), {S}},
+        {mv(0x60, 0, 1), {Z(1)}}, {mv(0x20, 0, 1), {Z(-1)}}, {mv(0x60, 0, 2), {F(1)}},
+        {mv(0x20, 0, 2), {F(-1)}}, {mv(0x60, 0, 3), {S}}, {kStop, {S}}, {go(300), {GO(44)}},
+        {set(7), {SET(7)}}, {clr(9), {}}, {aux(730), {MENU("menu enter")}}, {aux(731), {MENU("menu escape")}},
+        {aux(740), {MENU("menu escape")}}, {aux(595), {MENU("menu")}}, {aux(20), {V(Kind::other, 20)}},
     });
     // clang-format on
 }
@@ -728,27 +659,13 @@ TEST_F(CrossCheck, Panasonic) {
     // Every command opens with the power/on-line frame.
     // clang-format off
     check({"panasonic", 0x1602}, {
-        {mv(0, 0x40), {O, M(-1, 0)}},
-        {mv(0x7F, 0x40), {O, M(1, 0)}},
-        {mv(0x40, 0x10), {O, M(0, -1)}},
-        {mv(0x40, 0x70), {O, M(0, 1)}},
-        {mv(0x10, 0x70), {O, M(-1, 1)}},
-        {mv(0x10, 0x10), {O, M(-1, -1)}},
-        {mv(0x70, 0x70), {O, M(1, 1)}},
-        {mv(0x70, 0x10), {O, M(1, -1)}},
-        {mv(0x40, 0x40), {O, S}},
-        {mv(0x50, 0, 1), {O, Z(1)}},
-        {mv(0x20, 0, 1), {O, Z(-1)}},
-        {mv(0, 0, 1), {O, Z(-1)}},
-        {mv(0x40, 0, 1), {O, S}},
-        {mv(0x60, 0, 2), {O, F(1)}},
-        {mv(0x20, 0, 2), {O, F(-1)}},
-        {kStop, {O, S, S}},
-        {go(1), {O, GO(1)}},
-        {go(16), {O, GO(16)}},
-        {set(7), {O, O, SET(7)}},
-        {set(156), {O, O, SET(156)}},
-        {clr(7), {O}},
+        {mv(0, 0x40), {O, M(-1, 0)}}, {mv(0x7F, 0x40), {O, M(1, 0)}}, {mv(0x40, 0x10), {O, M(0, -1)}},
+        {mv(0x40, 0x70), {O, M(0, 1)}}, {mv(0x10, 0x70), {O, M(-1, 1)}}, {mv(0x10, 0x10), {O, M(-1, -1)}},
+        {mv(0x70, 0x70), {O, M(1, 1)}}, {mv(0x70, 0x10), {O, M(1, -1)}}, {mv(0x40, 0x40), {O, S}},
+        {mv(0x50, 0, 1), {O, Z(1)}}, {mv(0x20, 0, 1), {O, Z(-1)}}, {mv(0, 0, 1), {O, Z(-1)}},
+        {mv(0x40, 0, 1), {O, S}}, {mv(0x60, 0, 2), {O, F(1)}}, {mv(0x20, 0, 2), {O, F(-1)}},
+        {kStop, {O, S, S}}, {go(1), {O, GO(1)}}, {go(16), {O, GO(16)}}, {set(7), {O, O, SET(7)}},
+        {set(156), {O, O, SET(156)}}, {clr(7), {O}},
     });
     // clang-format on
 }
@@ -759,45 +676,21 @@ TEST_F(CrossCheck, AutoDome) {
     check({"autodome", 0x200}, {
         {mv(0x30, 0x40), {M(-1, 0)}},
         {mv(0, 0x40), {M(-1, 0)}},  // pan speed 16 loses its top bit: left at speed 0
-        {mv(0x50, 0x40), {M(1, 0)}},
-        {mv(0x40, 0x30), {M(0, -1)}},
-        {mv(0x40, 0x50), {M(0, 1)}},
-        {mv(0x30, 0x50), {M(-1, 1)}},
-        {mv(0x30, 0x30), {M(-1, -1)}},
-        {mv(0x50, 0x50), {M(1, 1)}},
-        {ms(0x50, 0x30), {M(1, -1), S}},
-        {mv(0x50, 0, 1), {Z(1)}},
-        {mv(0x30, 0, 1), {Z(-1)}},
-        {mv(0x50, 0, 2), {F(1)}},
-        {mv(0x30, 0, 2), {F(-1)}},
-        {mv(0x50, 0, 3), {I(1)}},
-        {mv(0x40, 0, 3), {I(-1)}},
-        {kStop, {S}},
-        {go(300), {GO(44)}},
-        {set(3), {SET(3)}},
-        {aux(5), {ON(5)}},
-        {aux(5, false), {OFF(5)}},
-        {aux(595), {MENU(nullptr)}},
-        {aux(730), {F(1)}},
-        {aux(731), {I(1)}},
+        {mv(0x50, 0x40), {M(1, 0)}}, {mv(0x40, 0x30), {M(0, -1)}}, {mv(0x40, 0x50), {M(0, 1)}},
+        {mv(0x30, 0x50), {M(-1, 1)}}, {mv(0x30, 0x30), {M(-1, -1)}}, {mv(0x50, 0x50), {M(1, 1)}},
+        {ms(0x50, 0x30), {M(1, -1), S}}, {mv(0x50, 0, 1), {Z(1)}}, {mv(0x30, 0, 1), {Z(-1)}},
+        {mv(0x50, 0, 2), {F(1)}}, {mv(0x30, 0, 2), {F(-1)}}, {mv(0x50, 0, 3), {I(1)}},
+        {mv(0x40, 0, 3), {I(-1)}}, {kStop, {S}}, {go(300), {GO(44)}}, {set(3), {SET(3)}}, {aux(5), {ON(5)}},
+        {aux(5, false), {OFF(5)}}, {aux(595), {MENU(nullptr)}}, {aux(730), {F(1)}}, {aux(731), {I(1)}},
         {aux(2000), {}},
     });
     // clang-format on
     // clang-format off
     check({"autodome", 0x201}, {
-        {mv(0x30, 0x40), {M(-1, 0)}},
-        {mv(0x50, 0x40), {M(1, 0)}},
-        {mv(0x40, 0x30), {M(0, -1)}},
-        {mv(0x30, 0x50), {M(-1, 1)}},
-        {ms(0x50, 0x30), {M(1, -1)}},
-        {mv(0x50, 0, 1), {Z(1)}},
-        {mv(0x30, 0, 1), {Z(-1)}},
-        {mv(0x50, 0, 2), {F(1)}},
-        {mv(0x30, 0, 2), {F(-1)}},
-        {kStop, {S}},
-        {go(9), {GO(9)}},
-        {set(3), {SET(3)}},
-        {aux(5), {}},
+        {mv(0x30, 0x40), {M(-1, 0)}}, {mv(0x50, 0x40), {M(1, 0)}}, {mv(0x40, 0x30), {M(0, -1)}},
+        {mv(0x30, 0x50), {M(-1, 1)}}, {ms(0x50, 0x30), {M(1, -1)}}, {mv(0x50, 0, 1), {Z(1)}},
+        {mv(0x30, 0, 1), {Z(-1)}}, {mv(0x50, 0, 2), {F(1)}}, {mv(0x30, 0, 2), {F(-1)}}, {kStop, {S}},
+        {go(9), {GO(9)}}, {set(3), {SET(3)}}, {aux(5), {}},
     });
     // clang-format on
 }
@@ -807,22 +700,13 @@ TEST_F(CrossCheck, Vcc4) {
     const Want open = at(O, 0);
     // clang-format off
     check({"vcc4", 0x300}, {
-        {kStop, {open, open, open, S, at(S, 0), S, O}},
-        {mv(0x20, 0x40), {open, O, O, M(-1, 0)}},
-        {mv(0x60, 0x40), {open, O, O, M(1, 0)}},
-        {mv(0x40, 0x20), {open, O, O, M(0, -1)}},
-        {mv(0x30, 0x50), {open, O, O, M(-1, 1)}},
-        {mv(0x50, 0x30), {open, O, O, M(1, -1)}},
-        {mv(0x40, 0x40), {open, O, O, S}},
-        {mv(0x60, 0, 1), {open, O, Z(1)}},
-        {mv(0x40, 0, 1), {open, O, Z(-1)}},
-        {mv(0x60, 0, 2), {open, O, F(1)}},
-        {mv(0x20, 0, 2), {open, O, F(-1)}},
-        {go(5), {open, O, O, GO(5)}},
-        {go(10), {open, O, O, GO(10)}},
-        {set(7), {open, SET(7)}},
-        {aux(602), {open, ON(602)}},
-        {aux(602, false), {open, OFF(602)}},
+        {kStop, {open, open, open, S, at(S, 0), S, O}}, {mv(0x20, 0x40), {open, O, O, M(-1, 0)}},
+        {mv(0x60, 0x40), {open, O, O, M(1, 0)}}, {mv(0x40, 0x20), {open, O, O, M(0, -1)}},
+        {mv(0x30, 0x50), {open, O, O, M(-1, 1)}}, {mv(0x50, 0x30), {open, O, O, M(1, -1)}},
+        {mv(0x40, 0x40), {open, O, O, S}}, {mv(0x60, 0, 1), {open, O, Z(1)}},
+        {mv(0x40, 0, 1), {open, O, Z(-1)}}, {mv(0x60, 0, 2), {open, O, F(1)}},
+        {mv(0x20, 0, 2), {open, O, F(-1)}}, {go(5), {open, O, O, GO(5)}}, {go(10), {open, O, O, GO(10)}},
+        {set(7), {open, SET(7)}}, {aux(602), {open, ON(602)}}, {aux(602, false), {open, OFF(602)}},
         {aux(603), {open}},
     });
     // clang-format on
@@ -831,23 +715,11 @@ TEST_F(CrossCheck, Vcc4) {
 TEST_F(CrossCheck, Vicon) {
     // clang-format off
     check({"vicon", 0x2202, 0x23}, {
-        {mv(0x20, 0x60), {M(-1, 1)}},
-        {mv(0x60, 0x20), {M(1, -1)}},
-        {ms(0x60, 0x40), {M(1, 0), S}},
-        {mv(0x40, 0x40), {S}},
-        {mv(0x20, 0, 1), {Z(-1)}},
-        {mv(0x60, 0, 1), {Z(1)}},
-        {mv(0x40, 0, 1), {S}},
-        {mv(0x20, 0, 2), {F(-1)}},
-        {mv(0x60, 0, 2), {F(1)}},
-        {mv(0x40, 0, 3), {I(-1)}},
-        {mv(0x41, 0, 3), {I(1)}},
-        {kStop, {S}},
-        {go(300), {GO(44)}},
-        {set(7), {SET(7)}},
-        {clr(7), {}},
-        {aux(3), {V(Kind::other, 3)}},
-        {aux(6, false), {V(Kind::other, 6)}},
+        {mv(0x20, 0x60), {M(-1, 1)}}, {mv(0x60, 0x20), {M(1, -1)}}, {ms(0x60, 0x40), {M(1, 0), S}},
+        {mv(0x40, 0x40), {S}}, {mv(0x20, 0, 1), {Z(-1)}}, {mv(0x60, 0, 1), {Z(1)}}, {mv(0x40, 0, 1), {S}},
+        {mv(0x20, 0, 2), {F(-1)}}, {mv(0x60, 0, 2), {F(1)}}, {mv(0x40, 0, 3), {I(-1)}},
+        {mv(0x41, 0, 3), {I(1)}}, {kStop, {S}}, {go(300), {GO(44)}}, {set(7), {SET(7)}}, {clr(7), {}},
+        {aux(3), {V(Kind::other, 3)}}, {aux(6, false), {V(Kind::other, 6)}},
         {aux(595), {I(1)}},  // menu and enter share the iris-open key
         {aux(731), {I(-1)}},
     });
@@ -858,33 +730,14 @@ TEST_F(CrossCheck, Hikc) {
     // clang-format off
     check({"hikc", 0x808, -1, 5}, {
         {mv(0x40, 0x40), {O}},  // a fresh daemon has no move to repeat
-        {mv(61, 67), {M(-1, 1)}},
-        {mv(0, 0), {M(-1, -1)}},
-        {mv(127, 67), {M(1, 1)}},
-        {mv(67, 61), {M(1, -1)}},
-        {mv(0x20, 0x40), {M(-1, 0)}},
-        {mv(65, 64), {M(1, 0)}},
-        {mv(0x40, 0x30), {M(0, -1)}},
+        {mv(61, 67), {M(-1, 1)}}, {mv(0, 0), {M(-1, -1)}}, {mv(127, 67), {M(1, 1)}}, {mv(67, 61), {M(1, -1)}},
+        {mv(0x20, 0x40), {M(-1, 0)}}, {mv(65, 64), {M(1, 0)}}, {mv(0x40, 0x30), {M(0, -1)}},
         {mv(0x40, 0x50), {M(0, 1)}},
         {mv(0x40, 0x40), {M(0, 1)}},  // the centre repeats the last move at speed 0
-        {mv(64, 0, 1), {Z(-1)}},
-        {mv(65, 0, 1), {Z(1)}},
-        {mv(10, 0, 2), {F(-1)}},
-        {mv(70, 0, 2), {F(1)}},
-        {mv(64, 0, 3), {I(-1)}},
-        {mv(90, 0, 3), {I(1)}},
-        {ms(0x20, 0x40), {M(-1, 0), S}},
-        {kStop, {S}},
-        {go(300), {GO(44)}},
-        {set(5), {SET(5)}},
-        {clr(6), {CLR(6)}},
-        {aux(551), {O}},
-        {aux(595), {GO(95)}},
-        {aux(599), {O}},
-        {aux(712), {GO(36)}},
-        {aux(730), {I(1)}},
-        {aux(731), {I(-1)}},
-        {aux(805), {O}},
+        {mv(64, 0, 1), {Z(-1)}}, {mv(65, 0, 1), {Z(1)}}, {mv(10, 0, 2), {F(-1)}}, {mv(70, 0, 2), {F(1)}},
+        {mv(64, 0, 3), {I(-1)}}, {mv(90, 0, 3), {I(1)}}, {ms(0x20, 0x40), {M(-1, 0), S}}, {kStop, {S}},
+        {go(300), {GO(44)}}, {set(5), {SET(5)}}, {clr(6), {CLR(6)}}, {aux(551), {O}}, {aux(595), {GO(95)}},
+        {aux(599), {O}}, {aux(712), {GO(36)}}, {aux(730), {I(1)}}, {aux(731), {I(-1)}}, {aux(805), {O}},
         {aux(715), {}},
     });
     // clang-format on
@@ -893,32 +746,14 @@ TEST_F(CrossCheck, Hikc) {
 TEST_F(CrossCheck, Hda) {
     // clang-format off
     check({"hda", 0x809, -1, 5}, {
-        {mv(0x20, 0x60), {M(-1, 1)}},
-        {mv(0x20, 0x20), {M(-1, -1)}},
-        {mv(0x60, 0x60), {M(1, 1)}},
-        {mv(0x60, 0x20), {M(1, -1)}},
-        {mv(0x20, 0x40), {M(-1, 0)}},
-        {mv(0x60, 0x40), {M(1, 0)}},
-        {mv(0x40, 0x20), {M(0, -1)}},
-        {mv(0x40, 0x60), {M(0, 1)}},
-        {mv(0, 0x40), {M(-1, 0)}},
-        {mv(0x40, 0), {M(0, -1)}},
-        {mv(0x40, 0x40), {S}},
-        {ms(0x20, 0x40), {M(-1, 0), S}},
-        {mv(64, 0, 1), {Z(-1)}},
-        {mv(65, 0, 1), {Z(1)}},
-        {mv(64, 0, 2), {F(-1)}},
-        {mv(65, 0, 2), {F(1)}},
-        {mv(64, 0, 3), {I(-1)}},
-        {mv(65, 0, 3), {I(1)}},
-        {kStop, {S}},
-        {go(300), {GO(44)}},
-        {set(5), {SET(5)}},
-        {clr(5), {}},
-        {aux(730), {I(1)}},
-        {aux(731), {I(-1)}},
-        {aux(595), {SET(95), SET(95)}},
-        {aux(600), {}},
+        {mv(0x20, 0x60), {M(-1, 1)}}, {mv(0x20, 0x20), {M(-1, -1)}}, {mv(0x60, 0x60), {M(1, 1)}},
+        {mv(0x60, 0x20), {M(1, -1)}}, {mv(0x20, 0x40), {M(-1, 0)}}, {mv(0x60, 0x40), {M(1, 0)}},
+        {mv(0x40, 0x20), {M(0, -1)}}, {mv(0x40, 0x60), {M(0, 1)}}, {mv(0, 0x40), {M(-1, 0)}},
+        {mv(0x40, 0), {M(0, -1)}}, {mv(0x40, 0x40), {S}}, {ms(0x20, 0x40), {M(-1, 0), S}},
+        {mv(64, 0, 1), {Z(-1)}}, {mv(65, 0, 1), {Z(1)}}, {mv(64, 0, 2), {F(-1)}}, {mv(65, 0, 2), {F(1)}},
+        {mv(64, 0, 3), {I(-1)}}, {mv(65, 0, 3), {I(1)}}, {kStop, {S}}, {go(300), {GO(44)}},
+        {set(5), {SET(5)}}, {clr(5), {}}, {aux(730), {I(1)}}, {aux(731), {I(-1)}},
+        {aux(595), {SET(95), SET(95)}}, {aux(600), {}},
     });
     // clang-format on
 }
@@ -928,38 +763,11 @@ TEST_F(CrossCheck, C1080B) {
     // to preset goes out.
     // clang-format off
     check({"c1080b", 0x2302}, {
-        {mv(0x20, 0x40), {M(-1, 0)}},
-        {mv(0x60, 0x40), {M(1, 0)}},
-        {mv(0x40, 0x20), {M(0, -1)}},
-        {mv(0x40, 0x60), {M(0, 1)}},
-        {mv(0x20, 0x60), {M(-1, 1)}},
-        {mv(0x20, 0x20), {M(-1, -1)}},
-        {mv(0x60, 0x60), {M(1, 1)}},
-        {ms(0x60, 0x20), {M(1, -1), S}},
-        {mv(0x40, 0, 1), {O, Z(-1)}},
-        {mv(0x60, 0, 1), {O, Z(1)}},
-        {mv(0x60, 0, 2), {O, F(-1)}},
-        {mv(0x40, 0, 2), {O, F(1)}},
-        {mv(0x60, 0, 3), {I(1)}},
-        {mv(0x40, 0, 3), {I(-1)}},
-        {kStop, {}},
-        {go(5), {}},
-        {set(7), {SET(7)}},
-        {clr(9), {CLR(9)}},
-        {aux(3), {ON(3)}},
-        {aux(9, false), {OFF(9)}},
-        {aux(130), {I(1), S}},
-        {aux(551), {O}},
-        {aux(561, false), {O}},
-        {aux(590), {SET(90)}},
-        {aux(599, false), {GO(96)}},
-        {aux(595), {MENU("menu or enter")}},
-        {aux(730), {MENU("menu or enter")}},
-        {aux(731), {MENU("menu escape")}},
-        {aux(740), {}},
-        {aux(931), {O}},
-        {aux(941, false), {O}},
-        {aux(20), {GO(20)}},
+        {mv(0x20, 0x40), {M(-1, 0)}}, {mv(0x60, 0x40), {M(1, 0)}}, {mv(0x40, 0x20), {M(0, -1)}},
+        {mv(0x40, 0x60), {M(0, 1)}}, {mv(0x20, 0x60), {M(-1, 1)}}, {mv(0x20, 0x20), {M(-1, -1)}},
+        {mv(0x60, 0x60), {M(1, 1)}}, {ms(0x60, 0x20), {M(1, -1), S}}, {mv(0x40, 0, 1), {O, Z(-1)}},
+        {mv(0x60, 0, 1), {O, Z(1)}}, {mv(0x60, 0, 2), {O, F(-1)}}, {mv(0x40, 0, 2), {O, F(1)}},
+        {mv(0x60, 0, 3), {I(1)}}, {mv(0x40, 0, 3), {I(-1)}}, {kStop, {}}, {go(5), {}},
     });
     // clang-format on
 }
@@ -972,23 +780,14 @@ TEST_F(CrossCheck, Ptc) {
         auto with = [&](std::vector<Want> w) { return w.insert(w.end(), af.begin(), af.end()), w; };
         // clang-format off
         check({p203 ? "ptc203" : "ptc107", 0x1600, 5, 2, 0, p203 ? PTC203_PTZ : PTC107_PTZ}, {
-            {mv(0, 0x40), with({M(-1, 0)})},
-            {mv(0x7F, 0x40), with({M(1, 0)})},
-            {mv(61, 0x40), with({M(-1, 0)})},
-            {mv(0x40, 0), with({M(0, -1)})},
-            {mv(0x40, 61), with({M(0, -1)})},
-            {mv(0x40, 67), with({M(0, 1)})},
-            {mv(0x40, 0x7F), with({M(0, 1)})},
-            {mv(0x20, 0x60), with({M(-1, 1)})},
-            {mv(0x20, 0x20), with({M(-1, -1)})},
-            {mv(0x60, 0x60), with({M(1, 1)})},
-            {mv(0x60, 0x20), with({M(1, -1)})},
-            {mv(0x60, 0, 1), with({Z(1)})},
-            {mv(0x20, 0, 1), with({Z(-1)})},
-            {mv(0x60, 0, 2), {F(1)}},
-            {mv(0x20, 0, 2), {F(-1)}},
-            {kStop, {S}},
-            {go(5), {}},
+            {mv(0, 0x40), with({M(-1, 0)})}, {mv(0x7F, 0x40), with({M(1, 0)})},
+            {mv(61, 0x40), with({M(-1, 0)})}, {mv(0x40, 0), with({M(0, -1)})},
+            {mv(0x40, 61), with({M(0, -1)})}, {mv(0x40, 67), with({M(0, 1)})},
+            {mv(0x40, 0x7F), with({M(0, 1)})}, {mv(0x20, 0x60), with({M(-1, 1)})},
+            {mv(0x20, 0x20), with({M(-1, -1)})}, {mv(0x60, 0x60), with({M(1, 1)})},
+            {mv(0x60, 0x20), with({M(1, -1)})}, {mv(0x60, 0, 1), with({Z(1)})},
+            {mv(0x20, 0, 1), with({Z(-1)})}, {mv(0x60, 0, 2), {F(1)}}, {mv(0x20, 0, 2), {F(-1)}},
+            {kStop, {S}}, {go(5), {}},
         });
         // clang-format on
     }
@@ -1000,34 +799,16 @@ TEST_F(CrossCheck, EzF2e) {
     for (const Line& l : {Line{"ez", 0x1400, 0x123}, Line{"f2e", 0x2300, 1}}) {
         // clang-format off
         check(l, {
-            {mv(0, 0x40), {M(-1, 0)}},
-            {mv(0x7F, 0x40), {M(1, 0)}},
-            {mv(0x40, 0x60), {M(0, 1)}},
-            {mv(0x40, 0x20), {M(0, -1)}},
-            {mv(0x20, 0x60), {M(-1, 1)}},
-            {ms(0x60, 0x20), {M(1, -1), S}},
+            {mv(0, 0x40), {M(-1, 0)}}, {mv(0x7F, 0x40), {M(1, 0)}}, {mv(0x40, 0x60), {M(0, 1)}},
+            {mv(0x40, 0x20), {M(0, -1)}}, {mv(0x20, 0x60), {M(-1, 1)}}, {ms(0x60, 0x20), {M(1, -1), S}},
             {mv(0x20, 0x40), {M(-1, 0)}},
             {mv(0x60, 0, 1), {{Kind::zoom, -1, 0, 1}}},  // a lens key carries on the last pan
-            {kStop, {S}},
-            {mv(0x20, 0, 1), {Z(-1)}},
-            {mv(0x60, 0, 2), {F(1)}},
-            {mv(0x20, 0, 2), {F(-1)}},
-            {mv(0x40, 0, 3), {I(-1)}},
-            {mv(0x41, 0, 3), {I(1)}},
-            {go(300), {GO(44)}},
-            {set(7), {SET(7)}},
-            {clr(9), {CLR(9)}},
-            {aux(595), {MENU("menu")}},
-            {aux(730), {MENU("menu enter")}},
-            {aux(731), {MENU("menu escape")}},
-            {aux(602, false), {OFF(602)}},
-            {aux(551), {V(Kind::other, 1)}},
-            {aux(558), {V(Kind::other, 8)}},
-            {aux(701), {ON(701)}},
-            {aux(704, false), {OFF(704)}},
-            {aux(712), {V(Kind::other, 2)}},
-            {aux(728), {V(Kind::other, 8)}},
-            {aux(705), {}},
+            {kStop, {S}}, {mv(0x20, 0, 1), {Z(-1)}}, {mv(0x60, 0, 2), {F(1)}}, {mv(0x20, 0, 2), {F(-1)}},
+            {mv(0x40, 0, 3), {I(-1)}}, {mv(0x41, 0, 3), {I(1)}}, {go(300), {GO(44)}}, {set(7), {SET(7)}},
+            {clr(9), {CLR(9)}}, {aux(595), {MENU("menu")}}, {aux(730), {MENU("menu enter")}},
+            {aux(731), {MENU("menu escape")}}, {aux(602, false), {OFF(602)}}, {aux(551), {V(Kind::other, 1)}},
+            {aux(558), {V(Kind::other, 8)}}, {aux(701), {ON(701)}}, {aux(704, false), {OFF(704)}},
+            {aux(712), {V(Kind::other, 2)}}, {aux(728), {V(Kind::other, 8)}}, {aux(705), {}},
             {CmdBuilder(0xE0A0).action(l.address == 1 ? 0x11 : 0x81).xy(3, 0),
             {GO(3)}},                                              // the keyboard's own
             {CmdBuilder(0xE0A4).pos(900, 0, 0), {POS(900, 0, 1)}},  // zoom 0 goes out as 1
@@ -1045,59 +826,30 @@ TEST_F(CrossCheck, EzF2e) {
 TEST_F(CrossCheck, OrxHuntInos) {
     // clang-format off
     check({"orx1000", 0x1500, 123}, {
-        {mv(0x20, 0x20), {M(-1, -1)}},
-        {mv(0x3F, 0x40), {M(-1, 0)}},
-        {mv(0x41, 0x41), {M(1, 1)}},
-        {mv(0x40, 0x3F), {S}},
-        {mv(0x40, 0, 1), {Z(-1)}},
-        {mv(0x41, 0, 1), {Z(1)}},
-        {mv(0x40, 0, 2), {F(-1)}},
-        {mv(0x41, 0, 2), {F(1)}},
-        {mv(0x41, 0, 3), {O}},
-        {kStop, {S, S}},
-        {aux(1), {ON(1)}},
-        {aux(2, false), {OFF(2)}},
-        {aux(11), {ON(11)}},
-        {aux(12, false), {OFF(12)}},
-        {aux(13), {ON(13)}},
-        {aux(20), {O}},
-        {go(5), {}},
+        {mv(0x20, 0x20), {M(-1, -1)}}, {mv(0x3F, 0x40), {M(-1, 0)}}, {mv(0x41, 0x41), {M(1, 1)}},
+        {mv(0x40, 0x3F), {S}}, {mv(0x40, 0, 1), {Z(-1)}}, {mv(0x41, 0, 1), {Z(1)}}, {mv(0x40, 0, 2), {F(-1)}},
+        {mv(0x41, 0, 2), {F(1)}}, {mv(0x41, 0, 3), {O}}, {kStop, {S, S}}, {aux(1), {ON(1)}},
+        {aux(2, false), {OFF(2)}}, {aux(11), {ON(11)}}, {aux(12, false), {OFF(12)}}, {aux(13), {ON(13)}},
+        {aux(20), {O}}, {go(5), {}},
     });
     // clang-format on
     const std::vector<Want> stop8(8, S);
     // clang-format off
     check({"hunt", 0x801, 100}, {
-        {mv(0x60, 0x40), {M(1, 0)}},
-        {mv(0x20, 0x60), {M(-1, 1)}},
-        {mv(0x40, 0x20), {M(0, -1)}},
-        {mv(0x40, 0x40), {}},
-        {mv(0x41, 0, 1), {Z(1)}},
-        {mv(0x3F, 0, 1), {Z(-1)}},
-        {mv(0x40, 0, 1), {O}},
-        {mv(0x41, 0, 2), {F(1)}},
-        {mv(0x3F, 0, 2), {F(-1)}},
-        {mv(0x41, 0, 3), {I(1)}},
-        {mv(0x40, 0, 3), {I(-1)}},
-        {mv(0x41, 0, 4), {O}},
-        {kStop, stop8},
-        {go(5), {GO(5)}},
-        {set(7), {SET(7)}},
-        {clr(7), {O}},
+        {mv(0x60, 0x40), {M(1, 0)}}, {mv(0x20, 0x60), {M(-1, 1)}}, {mv(0x40, 0x20), {M(0, -1)}},
+        {mv(0x40, 0x40), {}}, {mv(0x41, 0, 1), {Z(1)}}, {mv(0x3F, 0, 1), {Z(-1)}}, {mv(0x40, 0, 1), {O}},
+        {mv(0x41, 0, 2), {F(1)}}, {mv(0x3F, 0, 2), {F(-1)}}, {mv(0x41, 0, 3), {I(1)}},
+        {mv(0x40, 0, 3), {I(-1)}}, {mv(0x41, 0, 4), {O}}, {kStop, stop8}, {go(5), {GO(5)}},
+        {set(7), {SET(7)}}, {clr(7), {O}},
     });
     // clang-format on
     // Every INOS move ends with the zero frame; the head stops by itself.
     // clang-format off
     check({"inos", 0x900}, {
-        {mv(0x60, 0x48), {M(1, 0), S}},
-        {mv(0x20, 0x40), {M(-1, 0), S}},
-        {mv(0x48, 0x60), {M(0, 1), S}},
-        {mv(0x40, 0x40), {M(0, -1), S}},
-        {mv(0x40, 0, 1), {Z(-1), S}},
-        {mv(0x41, 0, 1), {Z(1), S}},
+        {mv(0x60, 0x48), {M(1, 0), S}}, {mv(0x20, 0x40), {M(-1, 0), S}}, {mv(0x48, 0x60), {M(0, 1), S}},
+        {mv(0x40, 0x40), {M(0, -1), S}}, {mv(0x40, 0, 1), {Z(-1), S}}, {mv(0x41, 0, 1), {Z(1), S}},
         {mv(0x20, 0, 2), {Z(1), S}},  // the last word again
-        {kStop, {}},
-        {go(5), {}},
-        {CmdBuilder(0xE0A6), {S}},
+        {kStop, {}}, {go(5), {}}, {CmdBuilder(0xE0A6), {S}},
     });
     // clang-format on
 }
@@ -1107,27 +859,19 @@ TEST_F(CrossCheck, Devices) {
     const Want status = V(Kind::query_other, kAny);
     // clang-format off
     check({"inos-v900", 0x901}, {
-        {set(5), {SET(5), status}},
-        {go(300), {GO(44), status}},
+        {set(5), {SET(5), status}}, {go(300), {GO(44), status}},
         {CmdBuilder(0xE0A4).pos(0, 0u - 300, 20), {OTHER("setting 0xa1 -300"), OTHER("setting 0xb1 20")}},
-        {CmdBuilder(0xE0A6), {}},
-        {mv(0x20, 0x40), {}},
+        {CmdBuilder(0xE0A6), {}}, {mv(0x20, 0x40), {}},
     });
     // clang-format on
     // SMARTFARM: moves add up until a stop; its focus keys are the other way round.
     // clang-format off
     check({"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {
-        {mv(0x30, 0x50), {M(-1, 1)}},
-        {kStop, {S}},
-        {mv(0x20, 0x40), {M(-1, 0)}},
+        {mv(0x30, 0x50), {M(-1, 1)}}, {kStop, {S}}, {mv(0x20, 0x40), {M(-1, 0)}},
         {mv(0x40, 0x30), {M(-1, -1)}},
         {mv(0x41, 0, 3), {I(1)}},  // iris replaces the word
-        {kStop, {S}},
-        {ms(0x70, 0, 1), {O, Z(1), S}},
-        {ms(0x70, 0, 2), {O, F(-1), S}},
-        {ms(0x10, 0, 2), {O, F(1), S}},
-        {ms(0x40, 0, 3), {I(-1), S}},
-        {go(5), {}},
+        {kStop, {S}}, {ms(0x70, 0, 1), {O, Z(1), S}}, {ms(0x70, 0, 2), {O, F(-1), S}},
+        {ms(0x10, 0, 2), {O, F(1), S}}, {ms(0x40, 0, 3), {I(-1), S}}, {go(5), {}},
     });
     // clang-format on
 }
@@ -1136,46 +880,24 @@ TEST_F(CrossCheck, C1080pt) {
     const Want query = V(Kind::query_position, kAny);
     // clang-format off
     check({"c1080pt", 0x302}, {
-        {mv(0x20, 0x40), {M(-1, 0)}},
-        {kStop, {S}},
-        {mv(0x40, 0x60), {M(0, 1)}},
-        {kStop, {S}},
-        {go(5), {GO(5)}},
-        {set(7), {SET(7)}},
+        {mv(0x20, 0x40), {M(-1, 0)}}, {kStop, {S}}, {mv(0x40, 0x60), {M(0, 1)}}, {kStop, {S}},
+        {go(5), {GO(5)}}, {set(7), {SET(7)}},
         {aux(3), {GO(3)}},  // the C1080PT names no aux outputs: they go out as presets
-        {aux(595), {MENU("menu or enter")}},
-        {aux(731), {MENU("menu escape")}},
-        {aux(130), {I(1), S}},
-        {aux(711), {V(Kind::other, 33)}},
-        {CmdBuilder(0xE0A4).pos(9000, 1500, 4000), {POS(9000, 1500, 4000)}},
+        {aux(595), {MENU("menu or enter")}}, {aux(731), {MENU("menu escape")}}, {aux(130), {I(1), S}},
+        {aux(711), {V(Kind::other, 33)}}, {CmdBuilder(0xE0A4).pos(9000, 1500, 4000), {POS(9000, 1500, 4000)}},
         {CmdBuilder(0xE0A6), {query, query, query}},  // three tries at a silent camera
     });
     // clang-format on
     // WONWOO: the aux table of its own, the menu keys as focus keys.
     // clang-format off
     check({"c1080pt-wonwoo", 0x304}, {
-        {aux(1), {ON(1)}},
-        {aux(9, false), {OFF(9)}},
-        {aux(8), {GO(8)}},
-        {aux(8, false), {SET(8)}},
-        {aux(501), {SET(252)}},
-        {aux(505), {SET(250)}},
-        {aux(551), {GO(91)}},
-        {aux(557, false), {GO(97)}},
-        {aux(595), {SET(95)}},
-        {aux(711), {GO(71)}},
-        {aux(728), {GO(88)}},
-        {aux(730), {O, F(-1), S}},
-        {aux(731), {O, F(1), S}},
-        {aux(740), {}},
-        {aux(950), {SET(248)}},
-        {aux(954), {SET(250)}},
-        {aux(955), {SET(255)}},
-        {aux(961), {GO(101)}},
-        {aux(2000), {GO(2000 & 0xFF)}},
+        {aux(1), {ON(1)}}, {aux(9, false), {OFF(9)}}, {aux(8), {GO(8)}}, {aux(8, false), {SET(8)}},
+        {aux(501), {SET(252)}}, {aux(505), {SET(250)}}, {aux(551), {GO(91)}}, {aux(557, false), {GO(97)}},
+        {aux(595), {SET(95)}}, {aux(711), {GO(71)}}, {aux(728), {GO(88)}}, {aux(730), {O, F(-1), S}},
+        {aux(731), {O, F(1), S}}, {aux(740), {}}, {aux(950), {SET(248)}}, {aux(954), {SET(250)}},
+        {aux(955), {SET(255)}}, {aux(961), {GO(101)}}, {aux(2000), {GO(2000 & 0xFF)}},
         {aux(2000, false), {SET(2000 & 0xFF)}},
-        {CmdBuilder(0xE0A4).pos(9000, 1500, 4000), {POS(9000, 1500, 4000)}},
-        {CmdBuilder(0xE0A6), {query}},
+        {CmdBuilder(0xE0A4).pos(9000, 1500, 4000), {POS(9000, 1500, 4000)}}, {CmdBuilder(0xE0A6), {query}},
     });
     // clang-format on
     check({"c1080pt-wonwoo", 0x305}, {{aux(954), {SET(253)}}});
@@ -1184,108 +906,55 @@ TEST_F(CrossCheck, C1080pt) {
 TEST_F(CrossCheck, SmallRs485) {
     // clang-format off
     check({"sj", 0x1903}, {
-        {mv(0x20, 0x40), {M(-1, 0)}},
-        {mv(0x40, 0x60), {M(0, 1)}},
-        {mv(0x20, 0x20), {S}},
-        {mv(0x60, 0, 1), {Z(1)}},
-        {mv(0x20, 0, 2), {F(-1)}},
-        {kStop, {S}},
-        {go(7), {GO(7)}},
-        {go(9), {GO(9)}},
-        {go(16), {GO(16)}},
-        {set(5), {SET(5)}},
-        {clr(5), {}},
-        {aux(0), {ON(0)}},
-        {aux(1, false), {OFF(1)}},
-        {aux(3), {ON(3)}},
-        {aux(5, false), {OFF(5)}},
-        {aux(100), {V(Kind::other, 100)}},
+        {mv(0x20, 0x40), {M(-1, 0)}}, {mv(0x40, 0x60), {M(0, 1)}}, {mv(0x20, 0x20), {S}},
+        {mv(0x60, 0, 1), {Z(1)}}, {mv(0x20, 0, 2), {F(-1)}}, {kStop, {S}}, {go(7), {GO(7)}}, {go(9), {GO(9)}},
+        {go(16), {GO(16)}}, {set(5), {SET(5)}}, {clr(5), {}}, {aux(0), {ON(0)}}, {aux(1, false), {OFF(1)}},
+        {aux(3), {ON(3)}}, {aux(5, false), {OFF(5)}}, {aux(100), {V(Kind::other, 100)}},
         {aux(101, false), {V(Kind::other, 101)}},
     });
     // clang-format on
     const Want off{Kind::aux_off};  // the code does not travel
     // clang-format off
     check({"srx-100b", 0x1901}, {
-        {mv(0x20, 0x60), {M(-1, 1)}},
-        {mv(0x40, 0x40), {S}},
-        {mv(0x60, 0, 1), {Z(1)}},
-        {mv(0x40, 0, 1), {S}},
-        {mv(0x60, 0, 2), {F(1)}},
-        {kStop, {S}},
-        {go(5), {}},
-        {set(5), {}},
-        {aux(1), {ON(1)}},
-        {aux(1, false), {OFF(1)}},
-        {aux(4, false), {OFF(4)}},
-        {aux(100), {ON(100)}},
-        {aux(103, false), {off}},
-        {aux(150), {ON(150)}},
-        {aux(150, false), {OFF(150)}},
-        {aux(151), {ON(151)}},
-        {aux(202), {ON(202)}},
+        {mv(0x20, 0x60), {M(-1, 1)}}, {mv(0x40, 0x40), {S}}, {mv(0x60, 0, 1), {Z(1)}}, {mv(0x40, 0, 1), {S}},
+        {mv(0x60, 0, 2), {F(1)}}, {kStop, {S}}, {go(5), {}}, {set(5), {}}, {aux(1), {ON(1)}},
+        {aux(1, false), {OFF(1)}}, {aux(4, false), {OFF(4)}}, {aux(100), {ON(100)}}, {aux(103, false), {off}},
+        {aux(150), {ON(150)}}, {aux(150, false), {OFF(150)}}, {aux(151), {ON(151)}}, {aux(202), {ON(202)}},
         {aux(7), {off}},
     });
     // clang-format on
     // ADI remembers which axis moves: a centred value stops it once.
     // clang-format off
     check({"adi", 0x100}, {
-        {mv(0x20, 0x40), {M(-1, 0)}},
-        {mv(0x40, 0x40), {S}},
-        {mv(0x40, 0x40), {}},
-        {mv(0x20, 0x60), {M(-1, 0), M(0, 1)}},
-        {kStop, {S, S, S, S, S}},
-        {ms(0x60, 0x20), {M(1, 0), M(0, -1), S, S}},
-        {kStop, {S, S, S, S, S}},
-        {mv(0x3F, 0, 1), {Z(-1)}},
-        {mv(0x40, 0, 2), {F(1)}},
-        {mv(0x40, 0, 3), {I(-1)}},
-        {go(5), {GO(5)}},
+        {mv(0x20, 0x40), {M(-1, 0)}}, {mv(0x40, 0x40), {S}}, {mv(0x40, 0x40), {}},
+        {mv(0x20, 0x60), {M(-1, 0), M(0, 1)}}, {kStop, {S, S, S, S, S}},
+        {ms(0x60, 0x20), {M(1, 0), M(0, -1), S, S}}, {kStop, {S, S, S, S, S}}, {mv(0x3F, 0, 1), {Z(-1)}},
+        {mv(0x40, 0, 2), {F(1)}}, {mv(0x40, 0, 3), {I(-1)}}, {go(5), {GO(5)}},
         {CmdBuilder(0xE020).action(7).arg16(9), {SET(9)}},  // the frame's number comes from offset 12
-        {aux(595), {MENU("menu or enter")}},
-        {aux(730), {MENU("menu or enter")}},
-        {aux(731), {MENU("menu escape")}},
-        {aux(3), {}},
+        {aux(595), {MENU("menu or enter")}}, {aux(730), {MENU("menu or enter")}},
+        {aux(731), {MENU("menu escape")}}, {aux(3), {}},
     });
     // clang-format on
     // clang-format off
     check({"stx-framed", 0x1200}, {
-        {mv(0x20, 0x60), {M(-1, 1)}},
-        {mv(0x60, 0x40), {M(1, 0)}},
-        {mv(0x40, 0x40), {S}},
-        {mv(0x41, 0, 1), {Z(1)}},
-        {mv(0x3F, 0, 2), {F(-1)}},
-        {kStop, {S}},
-        {go(5), {}},
+        {mv(0x20, 0x60), {M(-1, 1)}}, {mv(0x60, 0x40), {M(1, 0)}}, {mv(0x40, 0x40), {S}},
+        {mv(0x41, 0, 1), {Z(1)}}, {mv(0x3F, 0, 2), {F(-1)}}, {kStop, {S}}, {go(5), {}},
     });
     // clang-format on
     // The first step of storing a preset is the same three bytes as going to it.
     // clang-format off
     check({"three-byte", 0x1300}, {
-        {mv(0x20, 0x60), {M(-1, 1)}},
-        {mv(0x60, 0x20), {M(1, -1)}},
-        {mv(0x40, 0x60), {M(0, 1)}},
-        {mv(0x40, 0x40), {S}},
-        {mv(0x60, 0, 1), {Z(1)}},
-        {mv(0x20, 0, 2), {F(-1)}},
-        {kStop, {S}},
-        {go(5), {GO(5)}},
-        {set(5), {GO(5), O, O, O}},
+        {mv(0x20, 0x60), {M(-1, 1)}}, {mv(0x60, 0x20), {M(1, -1)}}, {mv(0x40, 0x60), {M(0, 1)}},
+        {mv(0x40, 0x40), {S}}, {mv(0x60, 0, 1), {Z(1)}}, {mv(0x20, 0, 2), {F(-1)}}, {kStop, {S}},
+        {go(5), {GO(5)}}, {set(5), {GO(5), O, O, O}},
     });
     // clang-format on
     // Stops name only what was set moving.
     // clang-format off
     check({"letter-command", 0x2200}, {
-        {mv(0x20, 0x60), {M(-1, 1)}},
-        {kStop, {S}},
-        {kStop, {}},
-        {mv(0x40, 0x40), {S}},
-        {mv(0x20, 0, 1), {Z(-1)}},
-        {mv(0x41, 0, 1), {Z(1)}},
-        {mv(0x40, 0, 2), {F(-1)}},
-        {mv(0x41, 0, 2), {F(1)}},
-        {kStop, {S, S, S}},
-        {go(5), {GO(5)}},
-        {set(7), {SET(7)}},
+        {mv(0x20, 0x60), {M(-1, 1)}}, {kStop, {S}}, {kStop, {}}, {mv(0x40, 0x40), {S}},
+        {mv(0x20, 0, 1), {Z(-1)}}, {mv(0x41, 0, 1), {Z(1)}}, {mv(0x40, 0, 2), {F(-1)}},
+        {mv(0x41, 0, 2), {F(1)}}, {kStop, {S, S, S}}, {go(5), {GO(5)}}, {set(7), {SET(7)}},
     });
     // clang-format on
 }
@@ -1294,92 +963,47 @@ TEST_F(CrossCheck, SpdScanDome) {
     for (const Line& l : {Line{"spd", 0x1900}, Line{"spd-variant", 0x2201}}) {
         // clang-format off
         check(l, {
-            {mv(0x7F, 0x40), {M(1, 0)}},
-            {mv(0x20, 0x60), {M(-1, 1)}},
-            {mv(0x40, 0x20), {M(0, -1)}},
-            {mv(0x60, 0, 1), {Z(1)}},
-            {mv(0x20, 0, 1), {Z(-1)}},
-            {mv(0x40, 0, 1), {S}},
-            {mv(0x60, 0, 2), {F(1)}},
-            {mv(0x60, 0, 4), {S}},
-            {kStop, {S}},
-            {go(5), {GO(5)}},
-            {set(7), {SET(7), O}},
-            {clr(7), {CLR(7), O}},
+            {mv(0x7F, 0x40), {M(1, 0)}}, {mv(0x20, 0x60), {M(-1, 1)}}, {mv(0x40, 0x20), {M(0, -1)}},
+            {mv(0x60, 0, 1), {Z(1)}}, {mv(0x20, 0, 1), {Z(-1)}}, {mv(0x40, 0, 1), {S}},
+            {mv(0x60, 0, 2), {F(1)}}, {mv(0x60, 0, 4), {S}}, {kStop, {S}}, {go(5), {GO(5)}},
+            {set(7), {SET(7), O}}, {clr(7), {CLR(7), O}},
         });
         // clang-format on
     }
     // clang-format off
     check({"spd", 0x1900}, {
-        {ms(0x20, 0x40), {M(-1, 0), S}},
-        {aux(110), {O}},
-        {aux(110, false), {O}},
-        {aux(111), {O}},
-        {aux(595), {MENU("menu on")}},
-        {aux(595, false), {MENU("menu off")}},
-        {aux(730), {MENU("menu enter")}},
-        {aux(731), {MENU("menu escape")}},
-        {aux(740), {MENU("menu off")}},
-        {aux(900), {O}},
-        {aux(902), {O}},
-        {aux(5), {}},
+        {ms(0x20, 0x40), {M(-1, 0), S}}, {aux(110), {O}}, {aux(110, false), {O}}, {aux(111), {O}},
+        {aux(595), {MENU("menu on")}}, {aux(595, false), {MENU("menu off")}},
+        {aux(730), {MENU("menu enter")}}, {aux(731), {MENU("menu escape")}}, {aux(740), {MENU("menu off")}},
+        {aux(900), {O}}, {aux(902), {O}}, {aux(5), {}},
     });
     // clang-format on
     // clang-format off
     check({"spd-variant", 0x2201}, {
-        {aux(711), {V(Kind::other, 0)}},
-        {aux(716), {V(Kind::other, 5)}},
-        {aux(300), {V(Kind::other, 300 & 0xFF)}},
-        {aux(300, false), {V(Kind::other, 300 & 0xFF)}},
+        {aux(711), {V(Kind::other, 0)}}, {aux(716), {V(Kind::other, 5)}},
+        {aux(300), {V(Kind::other, 300 & 0xFF)}}, {aux(300, false), {V(Kind::other, 300 & 0xFF)}},
     });
     // clang-format on
     // clang-format off
     check({"scandome", 0x802}, {
-        {mv(0x50, 0x40), {M(1, 0)}},
-        {mv(0x3C, 0x40), {M(-1, 0)}},
-        {mv(0x40, 0x43), {M(0, 1)}},
-        {mv(0x60, 0, 1), {Z(1)}},
-        {mv(0x20, 0, 1), {Z(-1)}},
-        {mv(0x40, 0, 1), {}},
-        {mv(0x60, 0, 2), {F(1)}},
-        {mv(0x20, 0, 2), {F(-1)}},
-        {kStop, {S, S}},
-        {set(5), {SET(5)}},
-        {go(300), {GO(44)}},
+        {mv(0x50, 0x40), {M(1, 0)}}, {mv(0x3C, 0x40), {M(-1, 0)}}, {mv(0x40, 0x43), {M(0, 1)}},
+        {mv(0x60, 0, 1), {Z(1)}}, {mv(0x20, 0, 1), {Z(-1)}}, {mv(0x40, 0, 1), {}}, {mv(0x60, 0, 2), {F(1)}},
+        {mv(0x20, 0, 2), {F(-1)}}, {kStop, {S, S}}, {set(5), {SET(5)}}, {go(300), {GO(44)}},
         {clr(6), {CLR(6)}},
         {CmdBuilder(0xE0A0).action(0x11).xy(0x80, 0x85), {GO(5)}},  // the keyboard's own frame
-        {aux(595), {MENU("menu or enter")}},
-        {aux(602), {ON(602)}},
-        {aux(602, false), {OFF(602)}},
-        {aux(701), {ON(701)}},
-        {aux(704, false), {OFF(704)}},
-        {aux(711), {V(Kind::other, 1)}},
-        {aux(728), {V(Kind::other, 8)}},
-        {aux(730), {MENU("menu or enter")}},
-        {aux(731), {MENU("menu escape")}},
-        {aux(600), {}},
+        {aux(595), {MENU("menu or enter")}}, {aux(602), {ON(602)}}, {aux(602, false), {OFF(602)}},
+        {aux(701), {ON(701)}}, {aux(704, false), {OFF(704)}}, {aux(711), {V(Kind::other, 1)}},
+        {aux(728), {V(Kind::other, 8)}}, {aux(730), {MENU("menu or enter")}},
+        {aux(731), {MENU("menu escape")}}, {aux(600), {}},
     });
     // clang-format on
     // clang-format off
     check({"scandome2", 0x804}, {
-        {mv(0x20, 0x40), {M(-1, 0)}},
-        {mv(0x60, 0x40), {M(1, 0)}},
-        {mv(0x40, 0x20), {M(0, -1)}},
-        {mv(0x40, 0x60), {M(0, 1)}},
-        {mv(0x40, 0x40), {S}},
-        {mv(0x60, 0, 1), {Z(1)}},
-        {mv(0x20, 0, 1), {Z(-1)}},
-        {mv(0x60, 0, 2), {F(1)}},
-        {kStop, {S}},
-        {set(5), {}},
-        {go(5), {}},
-        {aux(595), {MENU("menu")}},
-        {aux(730), {MENU("menu enter")}},
-        {aux(731), {MENU("menu escape")}},
-        {aux(602), {}},
-        {aux(711), {}},
-        {aux(721), {V(Kind::other, 1)}},
-        {aux(701), {ON(701)}},
+        {mv(0x20, 0x40), {M(-1, 0)}}, {mv(0x60, 0x40), {M(1, 0)}}, {mv(0x40, 0x20), {M(0, -1)}},
+        {mv(0x40, 0x60), {M(0, 1)}}, {mv(0x40, 0x40), {S}}, {mv(0x60, 0, 1), {Z(1)}},
+        {mv(0x20, 0, 1), {Z(-1)}}, {mv(0x60, 0, 2), {F(1)}}, {kStop, {S}}, {set(5), {}}, {go(5), {}},
+        {aux(595), {MENU("menu")}}, {aux(730), {MENU("menu enter")}}, {aux(731), {MENU("menu escape")}},
+        {aux(602), {}}, {aux(711), {}}, {aux(721), {V(Kind::other, 1)}}, {aux(701), {ON(701)}},
     });
     // clang-format on
 }
@@ -1391,24 +1015,18 @@ TEST_F(CrossCheck, OemEditions) {
     board.set_sysvar("/proc/orv_con_vars/support_tosk_oem", "1");
     // clang-format off
     check({"c1080b", 0x2302}, {
-        {kStop, {S}},
-        {mv(0x60, 0, 2), {O, F(1)}},
-        {mv(0x40, 0, 2), {O, F(-1)}},
+        {kStop, {S}}, {mv(0x60, 0, 2), {O, F(1)}}, {mv(0x40, 0, 2), {O, F(-1)}},
     });
     check({"hda", 0x809, -1, 5}, {
-        {mv(0x20, 0x60), {M(-1, 1)}},
-        {mv(0x40, 0x20), {M(0, -1)}},
+        {mv(0x20, 0x60), {M(-1, 1)}}, {mv(0x40, 0x20), {M(0, -1)}},
     });
     board.set_sysvar("/proc/orv_con_vars/support_tosk_oem", "0");
     board.set_sysvar("/proc/orv_con_vars/support_ravel_oem", "1");
     check({"hikc", 0x808, -1, 5}, {
-        {aux(730), {GO(95)}},
-        {aux(731), {I(-1)}},
+        {aux(730), {GO(95)}}, {aux(731), {I(-1)}},
     });
     check({"hda", 0x809, -1, 5}, {
-        {mv(0x20, 0x60), {M(-1, 1)}},
-        {mv(0x60, 0x40), {M(1, 0)}},
-        {aux(595), {I(1), I(1)}},
+        {mv(0x20, 0x60), {M(-1, 1)}}, {mv(0x60, 0x40), {M(1, 0)}}, {aux(595), {I(1), I(1)}},
     });
     // clang-format on
 }
