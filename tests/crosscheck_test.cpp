@@ -9,6 +9,7 @@
 #include <string_view>
 #include <tuple>
 
+#include "devices/inos_v900.h"
 #include "proto.h"
 #include "protocols/drivers.h"
 #include "tests/fixture.h"
@@ -1037,9 +1038,23 @@ TEST_F(CrossCheck, OemEditions) {
 
 // The other way round: a head made of the decoders' answers, and the driver's report must carry what the
 // head said (status, then three values: a position, or the INOS pan step, or the INOS-V900 switch word).
+// A head on the line made of the decoder's answers: every frame the driver writes is answered 2 ms later.
+void answering(SimBoard& board, const ptzcam::Protocol* p, const ptzcam::HeadState& head, int address) {
+    board.on_write = [p, head, address](SimBoard& b, const std::string& dev, const Bytes& data) {
+        for (size_t at = 0; at < data.size();) {
+            const Frame f = p->decode(data.data() + at, data.size() - at);
+            if (f.status != Status::ok) break;
+            const ptzcam::Answer r = p->answer(f, head, address);
+            if (r.size) b.queue_reply(dev, b.now() + 2000, Bytes(r.bytes, r.bytes + r.size));
+            at += f.length;
+        }
+    };
+}
+
 TEST_F(CrossCheck, AnswersReadBack) {
     ptzcam::HeadState head;
     head.pan = 9000, head.tilt = 1500, head.zoom = 4000, head.switches = 0x1234, head.sensor = 0x56;
+    head.temperature = -250, head.humidity = 600, head.dust1 = 7, head.dust2 = 9, head.version_result = 42;
     struct Case {
         Line line;
         Bytes cmd;
@@ -1058,34 +1073,33 @@ TEST_F(CrossCheck, AnswersReadBack) {
         SCOPED_TRACE(c.line.proto);
         const ptzcam::Protocol* p = setup(c.line);
         ASSERT_NE(p, nullptr);
-        board.on_write = [p, head, a = c.line.address](SimBoard& b, const std::string& dev,
-                                                       const Bytes& data) {
-            for (size_t at = 0; at < data.size();) {
-                const Frame f = p->decode(data.data() + at, data.size() - at);
-                if (f.status != Status::ok) break;
-                const ptzcam::Answer r = p->answer(f, head, a);
-                if (r.size) b.queue_reply(dev, b.now() + 2000, Bytes(r.bytes, r.bytes + r.size));
-                at += f.length;
-            }
-        };
+        answering(board, p, head, c.line.address);
         run(c.line, *p, c.cmd);
-        board.on_write = nullptr;
         const auto reports = board.find("ioctl", "/dev/con2rec");
         ASSERT_EQ(reports.size(), 1u);
         for (size_t i = 0; i < 4; ++i)
             EXPECT_EQ(rd32(reports[0]->data.data() + 16 + 4 * i), c.report[i]) << i;
     }
+    // The INOS-V900's full poll and version check; the next report carries the sensor block (temperature in
+    // its low 16 bits, signed, dust 1 above it; humidity, dust 2 above it).
+    uint8_t sensor = 0;
+    EXPECT_EQ(INOSV900_get_sensor_data(*d, 2, 5, sensor), 0);
+    EXPECT_EQ(sensor, 0x56);
+    EXPECT_EQ(INOSV900_check_fw_version(*d, 2, 5), 42);
+    board.clear_calls();
+    run({"inos-v900", 0x901}, *ptzcam::find_protocol("inos-v900"), CmdBuilder(0xE0A6));
+    const auto reports = board.find("ioctl", "/dev/con2rec");
+    ASSERT_EQ(reports.size(), 1u);
+    EXPECT_EQ(rd32(reports[0]->data.data() + 24), 7u << 16 | 0xFF06);
+    EXPECT_EQ(rd32(reports[0]->data.data() + 28), 9u << 16 | 600);
     // A set position that leaves the tilt as it is takes it from the head's answer.
     for (const Line& l : {Line{"ez", 0x1400, 0x123}, Line{"f2e", 0x2300}}) {
         const ptzcam::Protocol* p = setup(l);
-        board.on_write = [p, head, a = l.address](SimBoard& b, const std::string& dev, const Bytes& data) {
-            const ptzcam::Answer r = p->answer(p->decode(data.data(), data.size()), head, a);
-            if (r.size) b.queue_reply(dev, b.now() + 2000, Bytes(r.bytes, r.bytes + r.size));
-        };
+        answering(board, p, head, l.address);
         compare(run(l, *p, CmdBuilder(0xE0A4).pos(900, 0xFFFFFFFF, 5)),
                 {V(Kind::query_position, kAny), POS(900, 150, 5)}, l.address);
-        board.on_write = nullptr;
     }
+    board.on_write = nullptr;
 }
 
 TEST_F(CrossCheck, CameraFirmwareUpgrade) {
