@@ -20,9 +20,6 @@ Bytes frame(const Head& h, uint16_t addr, const Bytes& data) {
     f.push_back(static_cast<uint8_t>(sum ^ h.sum_xor));
     return f;
 }
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
-}
 
 class Wkc : public DaemonTest {
 protected:

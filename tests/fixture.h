@@ -48,6 +48,11 @@ struct CmdBuilder {
     operator Bytes() const { return b; }
 };
 
+// A joystick move on channel 0.
+inline Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
+    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
+}
+
 class DaemonTest : public ::testing::Test {
 protected:
     SimBoard board;

@@ -5,7 +5,6 @@
 namespace ptz::test {
 namespace {
 
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0) { return CmdBuilder(0xE011).action(action).xy(x, y); }
 Bytes aux(uint16_t v, bool on) { return CmdBuilder(0xE091).arg16(v).action(on ? 257 : 0); }
 
 // ORX1000 at address 123: the digits 1, 3, 2 in that order.

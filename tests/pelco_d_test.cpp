@@ -23,9 +23,6 @@ struct FrameCase {
     std::vector<Bytes> expected;  // every frame written, in order
 };
 
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
-}
 Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE091).arg16(code).action(on ? 0x0101 : 0); }
 
 TEST_F(PelcoD, FramesAcrossTheVocabulary) {
