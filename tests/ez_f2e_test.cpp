@@ -5,11 +5,9 @@ namespace ptz::test {
 namespace {
 
 // The two heads as their protocol sheet gives them.
-struct Head {
-    uint16_t model;
-    uint8_t start, family, sum_xor, ack;
-    size_t ack_len;
-};
+// clang-format off
+struct Head { uint16_t model; uint8_t start, family, sum_xor, ack; size_t ack_len; };
+// clang-format on
 const Head kEz{0x1400, 0xE5, 0x10, 0xA5, 0x5E, 7}, kF2e{0x2300, 0xFA, 0x50, 0x00, 0xCC, 3};
 
 Bytes frame(const Head& h, uint16_t addr, const Bytes& data) {
