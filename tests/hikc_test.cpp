@@ -16,11 +16,8 @@ protected:
 };
 
 TEST_F(Hikc, FramesAcrossTheVocabulary) {
-    struct Case {
-        const char* name;
-        Bytes cmd;
-        std::vector<Bytes> expected;
-    };
+    // clang-format off
+    struct Case { const char* name; Bytes cmd; std::vector<Bytes> expected; };
     const Case cases[] = {
         {"centre on a fresh daemon re-sends code 0", CmdBuilder(0xE011, 3).xy(64, 64), {hik(0x00)}},
         {"left-up", CmdBuilder(0xE011, 3).xy(61, 67), {hik(0x0A, 6, 6)}},
@@ -55,6 +52,7 @@ TEST_F(Hikc, FramesAcrossTheVocabulary) {
         {"unknown aux only logs", CmdBuilder(0xE090, 3).arg16(715), {}},
         {"unknown msg id", CmdBuilder(0xE0A4, 3), {}},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         board.clear_calls();
