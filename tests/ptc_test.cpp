@@ -73,14 +73,8 @@ TEST_F(Ptc, PanTiltOverThePlane) {
 }
 
 TEST_F(Ptc, ZoomFocusStopAndWaits) {
-    struct Case {
-        const char* name;
-        bool ptc203;
-        Bytes cmd;
-        std::vector<Bytes> expected;
-        const char* log;
-    };
     // clang-format off
+    struct Case { const char* name; bool ptc203; Bytes cmd; std::vector<Bytes> expected; const char* log; };
     const Case cases[] = {
         {"PTC107 stop, exact bytes", false, CmdBuilder(0xE013).xy(3, 4), {{0x02, 0x01, 0x4D, 0x41, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x8F, 0x04}}, "PTC107_PTZ msg_id[0xe013],action[0],addr[1],x[3],y[4]\n"},
         {"PTC203 stop", true, CmdBuilder(0xE013), {ptc("MA", {})}, "stop\n"},
