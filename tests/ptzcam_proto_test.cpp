@@ -95,13 +95,9 @@ Frame run(const char* proto, const Bytes& b) {
     return p ? p->decode(b.data(), b.size()) : Frame{};
 }
 
-struct Golden {
-    const char* proto;
-    Bytes bytes;
-    Kind kind;
-    int address, pan, tilt, value;
-    const char* meaning;
-};
+// clang-format off
+struct Golden { const char* proto; Bytes bytes; Kind kind; int address, pan, tilt, value; const char* meaning; };
+// clang-format on
 
 void check(const Golden& g) {
     SCOPED_TRACE(std::string(g.proto) + ": " + g.meaning);
@@ -325,14 +321,8 @@ TEST(PtzcamProto, SerialProtocolGoldens) {
 // Failures: a bad checksum covers its frame, an unknown command names its code, a cut frame waits for more
 // (a cut coax record is truncated), and bytes before a start byte are noise.
 TEST(PtzcamProto, Failures) {
-    struct Row {
-        const char* proto;
-        Bytes bytes;
-        Status status;
-        size_t length;
-        const char* reason;
-    };
     // clang-format off
+    struct Row { const char* proto; Bytes bytes; Status status; size_t length; const char* reason; };
     const Row cases[] = {
         {"pelco-d", with(pd(1, 0, 4, 0x20, 0), 6, 0), Status::bad_checksum, 7, "bad checksum"},
         {"pelco-d", pd(1, 0, 0x57, 0, 0), Status::unknown_command, 7, "unknown command 0x57"},
@@ -387,13 +377,8 @@ TEST(PtzcamProto, Answers) {
     h.dust2 = 9;
     h.version[0] = 1, h.version[1] = 2, h.version[2] = 3;
     h.version_result = 0x42;
-    struct Row {
-        const char* proto;
-        Bytes request;
-        int address;
-        Bytes answer;
-    };
     // clang-format off
+    struct Row { const char* proto; Bytes request; int address; Bytes answer; };
     const Row cases[] = {
         {"pelco-d", pd(1, 0, 0x51, 0, 0), 1, pd(1, 0, 0x59, 0x23, 0x28)},
         {"pelco-d", pd(1, 0, 0x53, 0, 0), 1, pd(1, 0, 0x5B, 0x86, 0xC4)},
@@ -484,11 +469,8 @@ TEST(PtzcamProto, GarbageSweep) {
 }
 
 TEST(PtzcamProto, Registry) {
-    struct Row {
-        uint16_t model;
-        const char* name;
-    };
     // clang-format off
+    struct Row { uint16_t model; const char* name; };
     const Row cases[] = {
         {5632, "pelco-d"}, {5633, "pelco-p"}, {5634, "panasonic"}, {6404, "samsung-e"}, {512, "autodome"},
         {513, "autodome"}, {768, "vcc4"}, {769, "c1080b"}, {8962, "c1080b"}, {8963, "c1080b"}, {770, "c1080pt"},
