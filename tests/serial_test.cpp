@@ -69,16 +69,14 @@ TEST_F(DaemonTest, BypassLineTimeComesFromItsOwnPort) {
     channel(3, 2, 0x1600, 1, /*baud*/ 3);
     channel(4, 4, 0x1600, 1, /*baud*/ 7);
     Bytes by = CmdBuilder(0xE0A2, 3).action(10);
-    struct Row {
-        const char* name;
-        std::vector<Bytes> before;
-        uint32_t wait;
-    };
+    // clang-format off
+    struct Row { const char* name; std::vector<Bytes> before; uint32_t wait; };
     const Row rows[] = {
         {"first command of all", {}, 20832},
         {"right after a stop on a 115200 port", {CmdBuilder(0xE013, 4)}, 20832},
         {"after a move on its own channel applied 9600", {CmdBuilder(0xE013, 3)}, 20832},
     };
+    // clang-format on
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
         start();
@@ -177,17 +175,15 @@ TEST_F(Serial, RecvByHeader) {
 }
 
 TEST_F(Serial, StartByteReaders) {
-    struct Case {
-        const char* name;
-        Bytes line;
-        int ret;
-    };
+    // clang-format off
+    struct Case { const char* name; Bytes line; int ret; };
     const Case cases[] = {
         {"start byte then the count", {0xA5, 1, 2, 3}, 3},
         {"noise costs hunt attempts", {0x10, 0x11, 0x12, 0xA5, 1, 2, 3}, 3},
         {"twenty noise bytes exhaust the hunt", Bytes(20, 0x10), -1},
         {"short body", {0xA5, 1}, -1},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         start();
