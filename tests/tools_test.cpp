@@ -55,10 +55,9 @@ pid_t spawn(const std::vector<std::string>& args, const fs::path& out) {
     return pid;
 }
 
-struct Result {
-    int status;
-    std::string out;
-};
+// clang-format off
+struct Result { int status; std::string out; };
+// clang-format on
 
 Result run(const std::vector<std::string>& args, const fs::path& out) {
     const pid_t pid = spawn(args, out);
@@ -177,10 +176,8 @@ TEST_F(ToolsTest, PtzctlRefusesBadArgumentsWithoutSending) {
         std::ofstream(dir_ / name).close();
         fs::resize_file(dir_ / name, size);
     }
-    const struct {
-        std::vector<std::string> args;
-        std::string says;
-    } rows[] = {
+    // clang-format off
+    const struct { std::vector<std::string> args; std::string says; } rows[] = {
         {{"fly", "0"}, "unknown command 'fly'"},
         {{"move", "0", "64", "0"}, "pan speed 64 out of range -64..63"},
         {{"move", "0", "0", "-65"}, "tilt speed -65 out of range -64..63"},
@@ -205,6 +202,7 @@ TEST_F(ToolsTest, PtzctlRefusesBadArgumentsWithoutSending) {
          "has 393217 bytes; one datagram carries at most 393216"},
         {{"upgrade", "0", (dir_ / "none.bin").string()}, "cannot read image"},
     };
+    // clang-format on
     for (const auto& r : rows) {
         std::vector<std::string> args = {"--socket", sock.string()};
         args.insert(args.end(), r.args.begin(), r.args.end());
@@ -226,17 +224,15 @@ TEST_F(ToolsTest, PtzctlRefusesBadArgumentsWithoutSending) {
 
     // A socket path nobody listens on, one that exists without a listener (closed above), help for the
     // tool and for a command, and the dry run, which names the fields and sends nothing.
-    const struct {
-        std::vector<std::string> args;
-        int status;
-        const char* says;
-    } others[] = {
+    // clang-format off
+    const struct { std::vector<std::string> args; int status; const char* says; } others[] = {
         {{"--socket", (dir_ / "nobody.sock").string(), "stop", "0"}, 1, "nobody listens on"},
         {{"--socket", sock.string(), "stop", "0"}, 1, "nobody listens on"},
         {{"--help"}, 0, "zoombox"},
         {{"aux", "--help"}, 0, "pattern-record"},
         {{"--dry-run", "--socket", sock.string(), "move", "0", "-32", "16"}, 0, "pan left 32, tilt up 16"},
     };
+    // clang-format on
     for (const auto& o : others) {
         const Result res = ctl(o.args);
         EXPECT_EQ(res.status, o.status) << o.says;
@@ -425,13 +421,12 @@ TEST_F(EndToEndTest, DaemonReadsBackWhereTheSimulatedHeadWent) {
 // makes of it: a frame found within 300 ms with its checksum right counts,
 // anything else reads as 0.
 TEST_F(EndToEndTest, ReplyPathUnderEachInjectedFault) {
-    const struct {
-        const char* fault;
-        bool read;
-    } rows[] = {
+    // clang-format off
+    const struct { const char* fault; bool read; } rows[] = {
         {"late=100", true}, {"late=400", false}, {"badsum", false},
         {"noise", true},    {"twice", true},     {"silent", false},
     };
+    // clang-format on
     for (const auto& r : rows) {
         SCOPED_TRACE(r.fault);
         for (pid_t p : children_) kill(p, SIGTERM), waitpid(p, nullptr, 0);
