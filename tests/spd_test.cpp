@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "tests/rs485_rows.h"
+#include "tests/scripted_line.h"
 
 namespace ptz::test {
 namespace {
@@ -117,12 +118,9 @@ TEST_F(Spd, VariantFrames) {
 TEST_F(Spd, PresetAcknowledgement) {
     const Bytes ack{0xA0, 0x01, 0x00, 0x00, 0x03, 0x02, 0xFF, 0xFF, 0x5A, 0xFF, 0xAF};
     const int64_t settled = 22916 + 10000;  // from the write to the first read
-    struct Case {
-        const char* name;
-        std::vector<std::pair<int64_t, Bytes>> line;  // after the first frame's write
-        size_t polls;                                 // 1 ms sleeps between the two frames
-        const char* log;
-    };
+    // line: after the first frame's write; polls: 1 ms sleeps between the two frames
+    // clang-format off
+    struct Case { const char* name; Script line; size_t polls; const char* log; };
     const Case cases[] = {
         {"arrives", {{0, ack}}, 9, "spd : found header[a0]\n"},
         {"arrives 30 ms late", {{settled + 30000, ack}}, 39, "spd : found header[a0]\n"},
@@ -131,19 +129,14 @@ TEST_F(Spd, PresetAcknowledgement) {
         // the traced byte is the routine's own, not the ninth byte of the answer (0x5A)
         {"traced byte", {{0, ack}}, 9, "spd_receive_ack 00\n"},
         // the drain stops at the first quiet read, leaving the rest on the line
-        {"in two bursts",
-         {{0, Bytes(ack.begin(), ack.begin() + 4)}, {settled + 5000, Bytes(ack.begin() + 4, ack.end())}},
-         3,
-         "spd_receive_ack 00\n"},
+        {"in two bursts", {{0, Bytes(ack.begin(), ack.begin() + 4)}, {settled + 5000, Bytes(ack.begin() + 4, ack.end())}}, 3, "spd_receive_ack 00\n"},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         start();
         d->logger.common_init();
-        board.on_write = [&c](SimBoard& b, const std::string& dev, const Bytes& data) {
-            if (data[4] != 0x03) return;
-            for (const auto& [at, bytes] : c.line) b.queue_reply(dev, b.now() + at, bytes);
-        };
+        answer_writes(board, c.line, [](const Bytes& f) { return f[4] == 0x03; });
         handle(0, CmdBuilder(0xE020).action(3));
         EXPECT_EQ(writes(), (std::vector<Bytes>{spd(0x03, 2, 0xFF, 0xFF), spd(0x67, 0, 2, 0xFF)}));
         EXPECT_EQ(sleeps(), kFrameWaits + Waits(c.polls, 1000) + kFrameWaits);
