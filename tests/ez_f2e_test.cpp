@@ -31,35 +31,25 @@ protected:
 };
 
 TEST_F(Wkc, FramesAndTheSharedSpeedPair) {
-    struct Row {
-        const Head* head;
-        std::vector<Bytes> cmds;
-        std::vector<Bytes> data;  // the data bytes of every frame, in order
-    };
+    // the data bytes of every frame, in order
+    // clang-format off
+    struct Row { const Head* head; std::vector<Bytes> cmds; std::vector<Bytes> data; };
     const Row rows[] = {
         {&kEz, {mv(0xFF, 0x40)}, {{0x00, 0xBF, 0x00}}},
         {&kEz, {mv(0x00, 0x40)}, {{0x00, 0xC0, 0x00}}},                          // bit 7: left
         {&kEz, {mv(0x40, 0x50), mv(0x40, 0x30)}, {{0, 0, 0x90}, {0, 0, 0x10}}},  // bit 7: up
-        {&kF2e,
-         {mv(0x30, 0x48), mv(0x48, 0, 1)},
-         {{0x80, 0x90, 0x88}, {0x91, 0x90, 0x88}}},  // zoom carries the pan on
+        {&kF2e, {mv(0x30, 0x48), mv(0x48, 0, 1)}, {{0x80, 0x90, 0x88}, {0x91, 0x90, 0x88}}},  // zoom carries the pan on
         {&kEz, {mv(0x30, 0x48, 0, 1), mv(0x60, 0, 2)}, {{0, 0x90, 0x88}, {0, 0, 0}, {0x04, 0, 0}}},
-        {&kEz,
-         {mv(0x30, 0x48), CmdBuilder(0xE013), mv(0x20, 0, 2)},
-         {{0, 0x90, 0x88}, {0, 0, 0}, {0x08, 0, 0}}},
-        {&kF2e,
-         {mv(0x40, 0, 2), mv(0x40, 0, 3), mv(0x41, 0, 3), mv(0x30, 0x30, 9), CmdBuilder(0xE013)},
+        {&kEz, {mv(0x30, 0x48), CmdBuilder(0xE013), mv(0x20, 0, 2)}, {{0, 0x90, 0x88}, {0, 0, 0}, {0x08, 0, 0}}},
+        {&kF2e, {mv(0x40, 0, 2), mv(0x40, 0, 3), mv(0x41, 0, 3), mv(0x30, 0x30, 9), CmdBuilder(0xE013)},
          {{0, 0, 0}, {0x82, 0, 0}, {0x81, 0, 0}, {0, 0, 0}, {0, 0, 0}}},
-        {&kEz,
-         {CmdBuilder(0xE014).arg16(300), CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)},
+        {&kEz, {CmdBuilder(0xE014).arg16(300), CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)},
          {{0x81, 0x2C, 0}, {0x84, 0x05, 0}, {0x83, 0x07, 0}}},
-        {&kF2e,
-         {CmdBuilder(0xE014).arg16(300), CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)},
+        {&kF2e, {CmdBuilder(0xE014).arg16(300), CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)},
          {{0x11, 0x2C, 0}, {0x15, 0x05, 0}, {0x16, 0x07, 0}}},
-        {&kEz,
-         {CmdBuilder(0xE0A0).action(0x1C2).xy(3, 4), CmdBuilder(0xE0AA)},
-         {{0xC2, 3, 4}}},  // WKC keyboard
+        {&kEz, {CmdBuilder(0xE0A0).action(0x1C2).xy(3, 4), CmdBuilder(0xE0AA)}, {{0xC2, 3, 4}}},  // WKC keyboard
     };
+    // clang-format on
     for (const Row& r : rows) {
         boot(*r.head);
         for (const Bytes& c : r.cmds) handle(0, c);
@@ -162,10 +152,7 @@ TEST_F(Wkc, SetPositionAsksFirstForTheValuesItKeeps) {
         f.push_back(static_cast<uint8_t>(s));
         return f;
     };
-    const auto at = [](int32_t p, int32_t t, int32_t z) {
-        return CmdBuilder(0xE0A4).pos(static_cast<uint32_t>(p), static_cast<uint32_t>(t),
-                                      static_cast<uint32_t>(z));
-    };
+    const auto at = [](uint32_t p, uint32_t t, uint32_t z) { return CmdBuilder(0xE0A4).pos(p, t, z); };
     const Bytes ask_ez = frame(kEz, 1, {0x40}), ask_f2e = frame(kF2e, 1, {0x40});
     // A negative value keeps the head's own: ask first; the frame then starts with AA, on EZ too. No answer
     // to the question: nothing more.
@@ -173,9 +160,9 @@ TEST_F(Wkc, SetPositionAsksFirstForTheValuesItKeeps) {
         // head, command, answers, frames
         {&kEz, at(900, 0, 0), true, {sum({0x5E, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1})}},
         {&kF2e, at(3599, 45, 7), true, {sum({0xAA, 0x50, 0x01, 0x71, 0, 0, 0x01, 0xE0, 0, 7})}},
-        {&kEz, at(0, -1, 9), true, {ask_ez, sum({0xAA, 0x10, 0x01, 0xFF, 0x95, 0xFA, 0x01, 0xE0, 0, 9})}},
-        {&kF2e, at(-5, 0, -1), true, {ask_f2e, sum({0xAA, 0x50, 0x01, 0x71, 0x70, 0x79, 0, 0, 2, 3})}},
-        {&kEz, at(10, -1, 0), false, {ask_ez}},
+        {&kEz, at(0, ~0u, 9), true, {ask_ez, sum({0xAA, 0x10, 0x01, 0xFF, 0x95, 0xFA, 0x01, 0xE0, 0, 9})}},
+        {&kF2e, at(-5u, 0, ~0u), true, {ask_f2e, sum({0xAA, 0x50, 0x01, 0x71, 0x70, 0x79, 0, 0, 2, 3})}},
+        {&kEz, at(10, ~0u, 0), false, {ask_ez}},
     };
     for (const auto& [head, cmd, answers, frames] : rows) {
         boot(*head, 1);
