@@ -198,8 +198,7 @@ TEST_F(ToolsTest, PtzctlRefusesBadArgumentsWithoutSending) {
         {{"zoombox", "0", "1900", "0", "21", "10"}, "box width 21 out of range 1..20"},
         {{"bypass", "0", "f"}, "'f' is not hex bytes"},
         {{"raw", "zz"}, "'zz' is not hex bytes"},
-        {{"upgrade", "0", (dir_ / "big.bin").string()},
-         "has 393217 bytes; one datagram carries at most 393216"},
+        {{"upgrade", "0", (dir_ / "big.bin").string()}, "has 393217 bytes; one datagram carries at most 393216"},
         {{"upgrade", "0", (dir_ / "none.bin").string()}, "cannot read image"},
     };
     // clang-format on
