@@ -361,18 +361,9 @@ TEST(PtzcamProto, Failures) {
 
 // The cameras' answers, byte for byte, built with the checksum rules of the recorder's reply readers.
 TEST(PtzcamProto, Answers) {
-    HeadState h;
-    h.pan = 9000;
-    h.tilt = -1500;  // reported as 36000 - 1500 = 0x86C4
-    h.zoom = 4000;
-    h.sensor = 0x12;
-    h.switches = 0x0304;
-    h.temperature = -250;
-    h.humidity = 55;
-    h.dust1 = 7;
-    h.dust2 = 9;
-    h.version[0] = 1, h.version[1] = 2, h.version[2] = 3;
-    h.version_result = 0x42;
+    // pan, tilt (reported as 36000 - 1500 = 0x86C4), zoom, sensor, switches, temperature, humidity, dust 1
+    // and 2, version bytes and the version result
+    const HeadState h{9000, -1500, 4000, 0x12, 0x0304, -250, 55, 7, 9, {1, 2, 3}, 0x42};
     // clang-format off
     struct Row { const char* proto; Bytes request; int address; Bytes answer; };
     const Row cases[] = {
@@ -498,13 +489,10 @@ TEST(PtzcamProto, UpgradeStream) {
         image_sum = uint8_t(image_sum + i * 7);
     }
     const Bytes trailer{image_sum, 0x65, 0x00};
-    const char* const expected[] = {"upgrade start code",
-                                    "upgrade check loader",
-                                    "upgrade model info",
-                                    "upgrade file size 1500",
-                                    "upgrade start address",
-                                    "image bytes 0..1023 of 1500 (block 1)",
-                                    "image bytes 1024..1499 of 1500 (block 2)"};
+    // clang-format off
+    const char* const expected[] = {"upgrade start code", "upgrade check loader", "upgrade model info", "upgrade file size 1500",
+        "upgrade start address", "image bytes 0..1023 of 1500 (block 1)", "image bytes 1024..1499 of 1500 (block 2)"};
+    // clang-format on
     for (bool good_trailer : {true, false}) {
         Bytes all = line;
         all.insert(all.end(), trailer.begin(), trailer.end());
