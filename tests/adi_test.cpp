@@ -18,13 +18,7 @@ Bytes preset(uint8_t op, uint8_t n) { return adi({0x01, 0xC7, op, n}); }
 // Speeds 9 and 10 go out as 8 and 11.
 uint8_t speed(int v) { return static_cast<uint8_t>(v == 9 ? 8 : v == 10 ? 11 : v); }
 
-class Adi : public RowTest {
-protected:
-    void SetUp() override {
-        channel(0, 2, 256, 1);
-        start();
-    }
-};
+using Adi = OneCamera<0, 2, 256, 1, RowTest>;
 
 // Pan first, then tilt, each on its own: below 63 and above 64 drive; 63 and 64 release a moving axis.
 TEST_F(Adi, PanTiltSweep) {

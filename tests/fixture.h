@@ -140,4 +140,14 @@ protected:
     }
 };
 
+// A daemon started with one camera: channel `Ch` on `Port`, its model and address.
+template <int Ch, int Port, uint16_t Model, uint16_t Addr, class Base = DaemonTest>
+class OneCamera : public Base {
+protected:
+    void SetUp() override {
+        this->channel(Ch, Port, Model, Addr);
+        this->start();
+    }
+};
+
 }  // namespace ptz::test

@@ -7,13 +7,7 @@ namespace {
 
 Bytes hik(uint8_t code, uint8_t d0 = 0, uint8_t d1 = 0) { return bytes(hikc_frame(code, d0, d1, 0, 0)); }
 
-class Hikc : public DaemonTest {
-protected:
-    void SetUp() override {
-        channel(3, 5, 0x808, 9);
-        start();
-    }
-};
+using Hikc = OneCamera<3, 5, 0x808, 9>;
 
 TEST_F(Hikc, FramesAcrossTheVocabulary) {
     // clang-format off

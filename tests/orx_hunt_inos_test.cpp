@@ -71,13 +71,7 @@ Bytes hunt(uint8_t cmd, uint8_t speed) {  // address 0x45: 02 05
     return {0xFA, cmd, 2, 5, speed, 0, static_cast<uint8_t>((0xFA + cmd + 7 + speed) & 0x7F)};
 }
 
-class Hunt : public DaemonTest {
-protected:
-    void SetUp() override {
-        channel(0, 2, 0x801, 0x45);
-        start();
-    }
-};
+using Hunt = OneCamera<0, 2, 0x801, 0x45>;
 
 TEST_F(Hunt, FramesSpeedLimitStopAndPresets) {
     const std::pair<Bytes, std::vector<Bytes>> rows[] = {

@@ -9,13 +9,7 @@ Bytes frame(uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2) {
     return bytes(pelcod_frame(addr, cmd, d1, d2));
 }
 
-class PelcoD : public DaemonTest {
-protected:
-    void SetUp() override {
-        channel(0, 2, 0x1600, 1);
-        start();
-    }
-};
+using PelcoD = OneCamera<0, 2, 0x1600, 1>;
 
 // Commands sent in order, without stops in between, and every frame written, in order.
 // clang-format off
