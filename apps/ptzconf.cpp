@@ -52,10 +52,16 @@ bool set_field(std::vector<uint8_t>& image, int ch, const std::string& key, long
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 2) {
-        std::fprintf(stderr,
-                     "usage: ptzconf OUT CH:key=value,... (keys: port model addr baud data parity stop "
-                     "receiver preset<k>)\n");
+    static const char kUsage[] =
+        "usage: ptzconf OUT CH:key=value,... (keys: port model addr baud data parity stop receiver "
+        "preset<k>)\n";
+    if (argc >= 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    // An option where the image's path belongs is a mistake, not a file name.
+    if (argc < 2 || argv[1][0] == '-') {
+        std::fputs(kUsage, stderr);
         return 2;
     }
     std::vector<uint8_t> image(ptz::kMaxChannels * ptz::kChannelRecordSize, 0);

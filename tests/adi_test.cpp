@@ -18,13 +18,7 @@ Bytes preset(uint8_t op, uint8_t n) { return adi({0x01, 0xC7, op, n}); }
 // Speeds 9 and 10 go out as 8 and 11.
 uint8_t speed(int v) { return static_cast<uint8_t>(v == 9 ? 8 : v == 10 ? 11 : v); }
 
-class Adi : public RowTest {
-protected:
-    void SetUp() override {
-        channel(0, 2, 256, 1);
-        start();
-    }
-};
+using Adi = OneCamera<0, 2, 256, 1, RowTest>;
 
 // Pan first, then tilt, each on its own: below 63 and above 64 drive; 63 and 64 release a moving axis.
 TEST_F(Adi, PanTiltSweep) {
@@ -58,8 +52,7 @@ TEST_F(Adi, Frames) {
         {mv(63, 0, 1), {plain(0x8B)}}, {mv(64, 0, 1), {plain(0x8A)}},
         {mv(63, 0, 2), {plain(0x88)}}, {mv(64, 0, 2), {plain(0x87)}},
         {mv(64, 0, 3), {plain(0x91)}}, {mv(65, 0, 3), {plain(0x90)}}, {mv(65, 0, 4), {}},
-        {CmdBuilder(0xE013), {{0x01, 0x83, 0x7C}, plain(0x86), plain(0x89), plain(0x8C), plain(0x92)},
-         "1 92 6d \n"},
+        {CmdBuilder(0xE013), {{0x01, 0x83, 0x7C}, plain(0x86), plain(0x89), plain(0x8C), plain(0x92)}, "1 92 6d \n"},
         {CmdBuilder(0xE014).arg16(5), {preset(2, 4)}, "ADI : goto preset 5\n"},
         // storing traces the action field but sends the number at offset 12
         {CmdBuilder(0xE020).action(0x10).arg16(3), {preset(1, 2)}, "ADI : set preset 10h\n"},

@@ -16,9 +16,6 @@ Bytes frame(int cmd, int d1, int d2) {
     return bytes(
         pelcod_frame(1, static_cast<uint16_t>(cmd), static_cast<uint8_t>(d1), static_cast<uint8_t>(d2)));
 }
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
-}
 
 class C1080B : public DaemonTest {
 protected:

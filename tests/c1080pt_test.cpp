@@ -37,6 +37,12 @@ protected:
         };
     }
     size_t requests = 0;
+    // The camera's next answers, from a clean record of calls.
+    void answering(std::vector<Bytes> a) {
+        answers = std::move(a);
+        requests = 0;
+        board.clear_calls();
+    }
     // The report's six body fields.
     std::vector<uint32_t> report() const {
         const auto r = board.find("ioctl", "/dev/con2rec");
@@ -88,9 +94,7 @@ TEST_F(C1080PT, PositionReadAndReport) {
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
-        answers = r.answers;
-        requests = 0;
-        board.clear_calls();
+        answering(r.answers);
         handle(1, query(1000).pos(7, 8, 9));
         EXPECT_EQ(requests, r.requests);
         EXPECT_EQ(writes(), std::vector<Bytes>(r.requests, kRequest));
@@ -103,8 +107,7 @@ TEST_F(C1080PT, PositionReadAndReport) {
         // The trace shows the request's fields, not the position read.
         EXPECT_TRUE(logged("C1080PT : GET POS : 7, 8, 9\n"));
     }
-    answers = {reply(100, 18801, 300)};
-    requests = 0;
+    answering({reply(100, 18801, 300)});
     handle(1, query(1000));
     EXPECT_TRUE(logged("Z20B : shrink tilt 18801 -> 0\n"));
 }
@@ -122,50 +125,36 @@ TEST_F(C1080PT, SilentCameraCostsThreeTimeOutsAndTheDaemonGoesOn) {
 }
 
 TEST_F(C1080PT, SetPositionAndZoomBoxes) {
-    struct Row {
-        const char* name;
-        Bytes cmd;
-        Bytes answer;
-        Bytes sent;
-    };
+    // clang-format off
+    struct Row { const char* name; Bytes cmd; Bytes answer; Bytes sent; };
     const Row rows[] = {
-        {"set position sends the low 16 bits",
-         CmdBuilder(0xE0A4, 1).pos(0x12345, 9000, 0x10111),
-         {},
-         position(0x2345, 9000, 0x0111)},
+        {"set position sends the low 16 bits", CmdBuilder(0xE0A4, 1).pos(0x12345, 9000, 0x10111), {}, position(0x2345, 9000, 0x0111)},
         // A click at the centre leaves everything where it is.
         {"click at the centre", box(955, 535, 10, 10), reply(20000, 4500, 3000), position(20000, 4500, 3000)},
         // Probe at its widest (fov 27.30 degrees), 200 x 200 box centred 480 px right of the centre:
         // pan + 480/960 * 2730, tilt 0 - 0.5 clamped to 0, zoom 9.6 steps: 2457 + 0.6 * 273.
         {"box right of the centre", box(1340, 440, 200, 200), reply(1000, 0, 273), position(2365, 0, 2620)},
         {"a failed read computes from (0, 0, 0)", box(955, 535, 10, 10), {}, position(0, 0, 273)},
-        {"zoom out goes to the widest zoom", box(0, 0, 1920, 1080, 1), reply(20000, 4500, 3000),
-         position(20000, 4500, 273)},
+        {"zoom out goes to the widest zoom", box(0, 0, 1920, 1080, 1), reply(20000, 4500, 3000), position(20000, 4500, 273)},
     };
+    // clang-format on
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
-        answers = {r.answer, r.answer, r.answer};
-        requests = 0;
-        board.clear_calls();
+        answering({r.answer, r.answer, r.answer});
         handle(1, r.cmd);
         const auto w = writes();
         ASSERT_FALSE(w.empty());
         EXPECT_EQ(w.back(), r.sent);
-        if (r.answer == reply(1000, 0, 273)) {  // the geometry traces to standard output
-            EXPECT_EQ(stdout_text().rfind("getNewPtValue_Probe : 1000, 0, 273 - 1440, 540\n", 0), 0u);
-        }
-        if (r.cmd[0] == 0xA4) {
-            EXPECT_TRUE(logged("C1080PT : SET POS : 74565, 9000, 65809\n"));
-        }
+        // the geometry traces to standard output
+        EXPECT_TRUE(r.answer != reply(1000, 0, 273) ||
+                    stdout_text().rfind("getNewPtValue_Probe : 1000, 0, 273 - 1440, 540\n", 0) == 0);
+        EXPECT_TRUE(r.cmd[0] != 0xA4 || logged("C1080PT : SET POS : 74565, 9000, 65809\n"));
     }
 }
 
 TEST_F(C1080PT, MovesPresetsAndWaits) {
-    struct Row {
-        Bytes cmd;
-        std::vector<Bytes> frames;
-        const char* log;
-    };
+    // clang-format off
+    struct Row { Bytes cmd; std::vector<Bytes> frames; const char* log; };
     const Row rows[] = {
         {CmdBuilder(0xE011, 1).xy(0x20, 0x40), {frame7(0x04, 0x20, 0)}, nullptr},
         {CmdBuilder(0xE012, 1).xy(61, 67).stop_after(1), {frame7(0x0C, 3, 3), frame7(0, 0, 0)}, nullptr},
@@ -177,13 +166,12 @@ TEST_F(C1080PT, MovesPresetsAndWaits) {
         {CmdBuilder(0xE020, 1).action(5), {frame7(0x03, 0, 5)}, "C1080PT : save preset 5\n"},
         {CmdBuilder(0xE022, 1).action(6), {frame7(0x05, 0, 6)}, "C1080PT : clear preset 6\n"},
     };
+    // clang-format on
     for (const Row& r : rows) {
         board.clear_calls();
         handle(1, r.cmd);
         EXPECT_EQ(writes(), r.frames);
-        if (r.log) {
-            EXPECT_TRUE(logged(r.log)) << r.log;
-        }
+        EXPECT_TRUE(!r.log || logged(r.log)) << r.log;
         for (uint32_t s : sleeps()) EXPECT_TRUE(s == 10000 || s == 35000) << s;
     }
 }
@@ -191,12 +179,8 @@ TEST_F(C1080PT, MovesPresetsAndWaits) {
 // Reference: the C1080B's codes for the values it has,
 // Pelco-D's for the other named functions, a preset for everything else.
 TEST_F(C1080PT, AuxTable) {
-    struct Row {
-        uint16_t aux;
-        bool on;
-        std::vector<Bytes> frames;
-        const char* log;
-    };
+    // clang-format off
+    struct Row { uint16_t aux; bool on; std::vector<Bytes> frames; const char* log; };
     const Row rows[] = {
         {130, true, {frame7(0x200, 0, 0), frame7(0, 0, 0)}, "manual iris open\n"},
         {130, false, {frame7(0x400, 0, 0), frame7(0, 0, 0)}, "manual iris close\n"},
@@ -217,6 +201,7 @@ TEST_F(C1080PT, AuxTable) {
         {570, false, {frame7(0x03, 0, 570 & 0xFF)}, "pelcod unkown aux command sent to preset, 570\n"},
         {740, false, {frame7(0x03, 0, 740 & 0xFF)}, "pelcod unkown aux command sent to preset, 740\n"},
     };
+    // clang-format on
     for (const Row& r : rows) {
         SCOPED_TRACE(r.aux);
         board.clear_calls();
@@ -240,21 +225,16 @@ protected:
 };
 
 TEST_F(Wonwoo, OneReadTiltAsGivenNoPause) {
-    struct Row {
-        const char* name;
-        Bytes answer;
-        std::vector<uint32_t> pos;
-        bool failed;
-    };
+    // clang-format off
+    struct Row { const char* name; Bytes answer; std::vector<uint32_t> pos; bool failed; };
     const Row rows[] = {
         {"answer", reply(300, 35500, 9000), {300, 35500, 9000}, false},
         {"silence", {}, {0, 0, 0}, true},
     };
+    // clang-format on
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
-        answers = {r.answer, reply(1, 2, 3)};
-        requests = 0;
-        board.clear_calls();
+        answering({r.answer, reply(1, 2, 3)});
         handle(1, query(5, 1));
         EXPECT_EQ(writes(), std::vector<Bytes>{kRequest});
         EXPECT_EQ(report(), (std::vector<uint32_t>{0xFFFFFFFF, 1, 1, r.pos[0], r.pos[1], r.pos[2]}));
@@ -290,9 +270,7 @@ TEST_F(Wonwoo, ZoomBoxPerModel) {
     for (const Row& r : rows) {
         SCOPED_TRACE(r.mode);
         for (uint8_t zoom_out : {0, 1}) {
-            answers = {reply(100, 35500, r.zoom)};
-            requests = 0;
-            board.clear_calls();
+            answering({reply(100, 35500, r.zoom)});
             Bytes cmd = box(480, 270, 960, 540, zoom_out);
             wr16(cmd.data() + 8, static_cast<uint16_t>(r.mode));
             handle(r.mode, cmd);
@@ -315,18 +293,10 @@ std::vector<Bytes> wonwoo_aux(int aux, bool on, int mode) {
     if (aux == 730 || aux == 731)
         return {frame7(0x27, 0, 2), frame7(aux == 730 ? 0x100 : 0x80, 0, 0), frame7(0, 0, 0)};
     if (aux == 740) return {};
-    const std::pair<int, int> stores[] = {{501, 252},
-                                          {502, 244},
-                                          {503, 243},
-                                          {504, 245},
-                                          {505, 250},
-                                          {595, 95},
-                                          {950, 248},
-                                          {951, 240},
-                                          {952, 241},
-                                          {953, 242},
-                                          {954, mode == 1 ? 250 : 253},
-                                          {955, 255}};
+    // clang-format off
+    const std::pair<int, int> stores[] = {{501, 252}, {502, 244}, {503, 243}, {504, 245}, {505, 250}, {595, 95},
+        {950, 248}, {951, 240}, {952, 241}, {953, 242}, {954, mode == 1 ? 250 : 253}, {955, 255}};
+    // clang-format on
     for (const auto& [v, preset] : stores)
         if (aux == v) return store(preset);
     return on ? go(aux) : store(aux);

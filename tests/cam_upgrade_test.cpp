@@ -61,11 +61,11 @@ protected:
 };
 
 TEST_F(CamUpgrade, ByteStreamTimingAndLog) {
-    struct Case {
-        uint32_t size;
-        std::vector<size_t> writes;     // bytes of each image write, the final (possibly empty) one included
-        std::vector<std::string> tail;  // the log after the checksum line
-    };
+    // writes: bytes of each image write, the final (possibly empty) one included; tail: the log after the
+    // checksum line
+    // clang-format off
+    struct Case { uint32_t size; std::vector<size_t> writes; std::vector<std::string> tail; };
+    // clang-format on
     const std::string p = "C1080B_upgrade_progress() progress ";
     // The line after the final write carries fixed values, whatever was written.
     const Case cases[] = {
@@ -118,12 +118,10 @@ TEST_F(CamUpgrade, ByteStreamTimingAndLog) {
 }
 
 TEST_F(CamUpgrade, Sigusr2StopsAtTheNextCheck) {
-    struct Case {
-        const char* name;
-        int64_t at;  // after the start of the upgrade; -1: while idle, before it
-        uint32_t size;
-        size_t blocks_sent;
-    };
+    // at: after the start of the upgrade; -1: while idle, before it
+    // clang-format off
+    struct Case { const char* name; int64_t at; uint32_t size; size_t blocks_sent; };
+    // clang-format on
     const Case cases[] = {
         {"in the first wait", 3000000, 4096, 0},
         {"in the last wait", kHandshakeUs - 1, 4096, 0},

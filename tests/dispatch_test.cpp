@@ -8,12 +8,8 @@ namespace {
 using Dispatch = DaemonTest;
 
 TEST_F(Dispatch, RefusesBeforeTouchingAnyDevice) {
-    struct Case {
-        int port;
-        uint16_t model;
-        int ret;
-        const char* log;
-    };
+    // clang-format off
+    struct Case { int port; uint16_t model; int ret; const char* log; };
     const Case cases[] = {
         {0, 0x1600, -1, "PTZSVR : eptz_handler() : CH(1) : PTZ port of this channel is not set : port(0)\n"},
         {1, 0x1600, -3, "PTZSVR : eptz_handler() : CH(1) : wrong port value(1)\n"},
@@ -22,6 +18,7 @@ TEST_F(Dispatch, RefusesBeforeTouchingAnyDevice) {
         {3, 2054, 0, "PTZSVR : what model_id is this? 2054\n"},
         {3, 2055, 0, "PTZSVR : what model_id is this? 2055\n"},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.log);
         channel(1, c.port, c.model);
@@ -41,16 +38,14 @@ TEST_F(Dispatch, PtzDevicesAreTheTableRowsAnd2054And2055) {
 }
 
 TEST_F(Dispatch, CoaxAutomaticFollowsTheDetectedFormat) {
-    struct Case {
-        uint32_t format;
-        const char* choice;
-        bool coax_frame;
-    };
+    // clang-format off
+    struct Case { uint32_t format; const char* choice; bool coax_frame; };
     const Case cases[] = {
         {4, "\tset to HIK-C\n", true},
         {3, "\tset to HDA\n", true},
         {0, "\tset to C1080\n", false},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.choice);
         sysvar("coc_type", 6);
@@ -103,18 +98,15 @@ TEST_F(Dispatch, SameCommandCheckOnlyForCoaxProtocols) {
 }
 
 TEST_F(Dispatch, MultiplexerByCocType) {
-    struct Case {
-        int coc_type;
-        const char* dev;
-        unsigned long req;
-        unsigned long arg;
-    };
+    // clang-format off
+    struct Case { int coc_type; const char* dev; unsigned long req; unsigned long arg; };
     // Channel 5 lies in a tdm group of 4 whose receiver is channel 7.
     const Case cases[] = {
         {2, "/dev/orv_poc", 0x80045702, 5},
         {4, "/dev/orv_poc", 0x80045702, 7},
         {5, "/dev/dio", 0x1002, 7},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.coc_type);
         sysvar("coc_type", c.coc_type);

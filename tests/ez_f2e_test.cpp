@@ -5,11 +5,9 @@ namespace ptz::test {
 namespace {
 
 // The two heads as their protocol sheet gives them.
-struct Head {
-    uint16_t model;
-    uint8_t start, family, sum_xor, ack;
-    size_t ack_len;
-};
+// clang-format off
+struct Head { uint16_t model; uint8_t start, family, sum_xor, ack; size_t ack_len; };
+// clang-format on
 const Head kEz{0x1400, 0xE5, 0x10, 0xA5, 0x5E, 7}, kF2e{0x2300, 0xFA, 0x50, 0x00, 0xCC, 3};
 
 Bytes frame(const Head& h, uint16_t addr, const Bytes& data) {
@@ -19,9 +17,6 @@ Bytes frame(const Head& h, uint16_t addr, const Bytes& data) {
     for (uint8_t b : f) sum += b;
     f.push_back(static_cast<uint8_t>(sum ^ h.sum_xor));
     return f;
-}
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
 }
 
 class Wkc : public DaemonTest {
@@ -36,35 +31,25 @@ protected:
 };
 
 TEST_F(Wkc, FramesAndTheSharedSpeedPair) {
-    struct Row {
-        const Head* head;
-        std::vector<Bytes> cmds;
-        std::vector<Bytes> data;  // the data bytes of every frame, in order
-    };
+    // the data bytes of every frame, in order
+    // clang-format off
+    struct Row { const Head* head; std::vector<Bytes> cmds; std::vector<Bytes> data; };
     const Row rows[] = {
         {&kEz, {mv(0xFF, 0x40)}, {{0x00, 0xBF, 0x00}}},
         {&kEz, {mv(0x00, 0x40)}, {{0x00, 0xC0, 0x00}}},                          // bit 7: left
         {&kEz, {mv(0x40, 0x50), mv(0x40, 0x30)}, {{0, 0, 0x90}, {0, 0, 0x10}}},  // bit 7: up
-        {&kF2e,
-         {mv(0x30, 0x48), mv(0x48, 0, 1)},
-         {{0x80, 0x90, 0x88}, {0x91, 0x90, 0x88}}},  // zoom carries the pan on
+        {&kF2e, {mv(0x30, 0x48), mv(0x48, 0, 1)}, {{0x80, 0x90, 0x88}, {0x91, 0x90, 0x88}}},  // zoom carries the pan on
         {&kEz, {mv(0x30, 0x48, 0, 1), mv(0x60, 0, 2)}, {{0, 0x90, 0x88}, {0, 0, 0}, {0x04, 0, 0}}},
-        {&kEz,
-         {mv(0x30, 0x48), CmdBuilder(0xE013), mv(0x20, 0, 2)},
-         {{0, 0x90, 0x88}, {0, 0, 0}, {0x08, 0, 0}}},
-        {&kF2e,
-         {mv(0x40, 0, 2), mv(0x40, 0, 3), mv(0x41, 0, 3), mv(0x30, 0x30, 9), CmdBuilder(0xE013)},
+        {&kEz, {mv(0x30, 0x48), CmdBuilder(0xE013), mv(0x20, 0, 2)}, {{0, 0x90, 0x88}, {0, 0, 0}, {0x08, 0, 0}}},
+        {&kF2e, {mv(0x40, 0, 2), mv(0x40, 0, 3), mv(0x41, 0, 3), mv(0x30, 0x30, 9), CmdBuilder(0xE013)},
          {{0, 0, 0}, {0x82, 0, 0}, {0x81, 0, 0}, {0, 0, 0}, {0, 0, 0}}},
-        {&kEz,
-         {CmdBuilder(0xE014).arg16(300), CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)},
+        {&kEz, {CmdBuilder(0xE014).arg16(300), CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)},
          {{0x81, 0x2C, 0}, {0x84, 0x05, 0}, {0x83, 0x07, 0}}},
-        {&kF2e,
-         {CmdBuilder(0xE014).arg16(300), CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)},
+        {&kF2e, {CmdBuilder(0xE014).arg16(300), CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)},
          {{0x11, 0x2C, 0}, {0x15, 0x05, 0}, {0x16, 0x07, 0}}},
-        {&kEz,
-         {CmdBuilder(0xE0A0).action(0x1C2).xy(3, 4), CmdBuilder(0xE0AA)},
-         {{0xC2, 3, 4}}},  // WKC keyboard
+        {&kEz, {CmdBuilder(0xE0A0).action(0x1C2).xy(3, 4), CmdBuilder(0xE0AA)}, {{0xC2, 3, 4}}},  // WKC keyboard
     };
+    // clang-format on
     for (const Row& r : rows) {
         boot(*r.head);
         for (const Bytes& c : r.cmds) handle(0, c);
@@ -167,10 +152,7 @@ TEST_F(Wkc, SetPositionAsksFirstForTheValuesItKeeps) {
         f.push_back(static_cast<uint8_t>(s));
         return f;
     };
-    const auto at = [](int32_t p, int32_t t, int32_t z) {
-        return CmdBuilder(0xE0A4).pos(static_cast<uint32_t>(p), static_cast<uint32_t>(t),
-                                      static_cast<uint32_t>(z));
-    };
+    const auto at = [](uint32_t p, uint32_t t, uint32_t z) { return CmdBuilder(0xE0A4).pos(p, t, z); };
     const Bytes ask_ez = frame(kEz, 1, {0x40}), ask_f2e = frame(kF2e, 1, {0x40});
     // A negative value keeps the head's own: ask first; the frame then starts with AA, on EZ too. No answer
     // to the question: nothing more.
@@ -178,9 +160,9 @@ TEST_F(Wkc, SetPositionAsksFirstForTheValuesItKeeps) {
         // head, command, answers, frames
         {&kEz, at(900, 0, 0), true, {sum({0x5E, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1})}},
         {&kF2e, at(3599, 45, 7), true, {sum({0xAA, 0x50, 0x01, 0x71, 0, 0, 0x01, 0xE0, 0, 7})}},
-        {&kEz, at(0, -1, 9), true, {ask_ez, sum({0xAA, 0x10, 0x01, 0xFF, 0x95, 0xFA, 0x01, 0xE0, 0, 9})}},
-        {&kF2e, at(-5, 0, -1), true, {ask_f2e, sum({0xAA, 0x50, 0x01, 0x71, 0x70, 0x79, 0, 0, 2, 3})}},
-        {&kEz, at(10, -1, 0), false, {ask_ez}},
+        {&kEz, at(0, ~0u, 9), true, {ask_ez, sum({0xAA, 0x10, 0x01, 0xFF, 0x95, 0xFA, 0x01, 0xE0, 0, 9})}},
+        {&kF2e, at(-5u, 0, ~0u), true, {ask_f2e, sum({0xAA, 0x50, 0x01, 0x71, 0x70, 0x79, 0, 0, 2, 3})}},
+        {&kEz, at(10, ~0u, 0), false, {ask_ez}},
     };
     for (const auto& [head, cmd, answers, frames] : rows) {
         boot(*head, 1);

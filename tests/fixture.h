@@ -48,6 +48,11 @@ struct CmdBuilder {
     operator Bytes() const { return b; }
 };
 
+// A joystick move on channel 0.
+inline Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
+    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
+}
+
 class DaemonTest : public ::testing::Test {
 protected:
     SimBoard board;
@@ -132,6 +137,16 @@ protected:
         std::vector<uint32_t> out;
         for (const SimCall* c : board.find("sleep")) out.push_back(c->us);
         return out;
+    }
+};
+
+// A daemon started with one camera: channel `Ch` on `Port`, its model and address.
+template <int Ch, int Port, uint16_t Model, uint16_t Addr, class Base = DaemonTest>
+class OneCamera : public Base {
+protected:
+    void SetUp() override {
+        this->channel(Ch, Port, Model, Addr);
+        this->start();
     }
 };
 

@@ -7,20 +7,11 @@ namespace {
 
 Bytes hik(uint8_t code, uint8_t d0 = 0, uint8_t d1 = 0) { return bytes(hikc_frame(code, d0, d1, 0, 0)); }
 
-class Hikc : public DaemonTest {
-protected:
-    void SetUp() override {
-        channel(3, 5, 0x808, 9);
-        start();
-    }
-};
+using Hikc = OneCamera<3, 5, 0x808, 9>;
 
 TEST_F(Hikc, FramesAcrossTheVocabulary) {
-    struct Case {
-        const char* name;
-        Bytes cmd;
-        std::vector<Bytes> expected;
-    };
+    // clang-format off
+    struct Case { const char* name; Bytes cmd; std::vector<Bytes> expected; };
     const Case cases[] = {
         {"centre on a fresh daemon re-sends code 0", CmdBuilder(0xE011, 3).xy(64, 64), {hik(0x00)}},
         {"left-up", CmdBuilder(0xE011, 3).xy(61, 67), {hik(0x0A, 6, 6)}},
@@ -37,9 +28,7 @@ TEST_F(Hikc, FramesAcrossTheVocabulary) {
         {"focus far", CmdBuilder(0xE011, 3).action(2).xy(70, 64), {hik(0x10, 0, 12)}},
         {"iris close", CmdBuilder(0xE011, 3).action(3).xy(64, 64), {hik(0x0E)}},
         {"iris open", CmdBuilder(0xE011, 3).action(3).xy(90, 64), {hik(0x0F, 0, 52)}},
-        {"stop after action",
-         CmdBuilder(0xE011, 3).xy(0x20, 0x40).stop_after(1),
-         {hik(0x09, 0, 63), hik(0x14)}},
+        {"stop after action", CmdBuilder(0xE011, 3).xy(0x20, 0x40).stop_after(1), {hik(0x09, 0, 63), hik(0x14)}},
         {"stop", CmdBuilder(0xE013, 3), {hik(0x14)}},
         {"go to preset 300", CmdBuilder(0xE014, 3).arg16(300), {hik(0x17, 44)}},
         {"set preset", CmdBuilder(0xE020, 3).action(5), {hik(0x15, 5)}},
@@ -55,6 +44,7 @@ TEST_F(Hikc, FramesAcrossTheVocabulary) {
         {"unknown aux only logs", CmdBuilder(0xE090, 3).arg16(715), {}},
         {"unknown msg id", CmdBuilder(0xE0A4, 3), {}},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         board.clear_calls();

@@ -27,11 +27,9 @@ namespace fs = std::filesystem;
 using Bytes = std::vector<uint8_t>;
 
 // Channel 0's line settings as the file stores them, and how they must show.
-struct Settings {
-    char baud, stop, parity;
-    speed_t speed;
-    std::vector<std::string> trace;
-};
+// clang-format off
+struct Settings { char baud, stop, parity; speed_t speed; std::vector<std::string> trace; };
+// clang-format on
 const Settings kAtStart{2, 0, 1, B4800, {R"("baud":4800)", R"("parity":"even")", R"("stop_bits":1)"}};
 const Settings kReloaded{3, 1, 2, B9600, {R"("baud":9600)", R"("parity":"odd")", R"("stop_bits":2)"}};
 

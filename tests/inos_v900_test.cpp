@@ -94,24 +94,17 @@ TEST_F(InosV900, SensorPollLogsChangesAndPacksTheReportWords) {
         {0xBB, ext(0xBB, {0, 0, 0x01, 0x02})},    {0xE1, ext(0xE1, {0, 0, 0, 0x33})},
         {0xE3, ext(0xE3, {0, 0, 0, 0x44})},
     };
-    struct Row {
-        std::map<uint8_t, Bytes> change;  // answers changed before this poll; an empty one is withheld
-        int result;
-        std::vector<std::string> logs;  // every line that told a change or a failure
-        std::array<uint32_t, 3> words;  // the report after the poll
-    };
+    // change: answers changed before this poll, an empty one withheld; logs: every line that told a change
+    // or a failure; words: the report after the poll. First a negative temperature and every value new,
+    // last a poll that stops at the silence.
+    // clang-format off
+    struct Row { std::map<uint8_t, Bytes> change; int result; std::vector<std::string> logs; std::array<uint32_t, 3> words; };
     const Row rows[] = {
-        {{},
-         0,
-         {"sensor 0 -> 7, switch 0 -> 5\n", "temp 0 -> -250\n", "humm 0 -> 258\n", "dust 0 -> 51\n",
-          "dust 0 -> 68\n"},
-         {5, 0x0033FF06, 0x00440102}},  // a negative temperature, and every value new
+        {{}, 0, {"sensor 0 -> 7, switch 0 -> 5\n", "temp 0 -> -250\n", "humm 0 -> 258\n", "dust 0 -> 51\n", "dust 0 -> 68\n"}, {5, 0x0033FF06, 0x00440102}},
         {{{0xAB, ext(0xAB, {0, 1, 0x00, 0xFA})}}, 0, {"temp -250 -> 250\n"}, {5, 0x003300FA, 0x00440102}},
-        {{{0xAB, ext(0xAB, {0, 1, 0x01, 0x00})}, {0xBB, {}}, {0xE3, ext(0xE3, {0, 0, 0, 0x99})}},
-         -1,
-         {"temp 250 -> 256\n", "2:1 failed, no data, 0\n"},
-         {5, 0x00330100, 0x00440102}},  // stops at the silence
+        {{{0xAB, ext(0xAB, {0, 1, 0x01, 0x00})}, {0xBB, {}}, {0xE3, ext(0xE3, {0, 0, 0, 0x99})}}, -1, {"temp 250 -> 256\n", "2:1 failed, no data, 0\n"}, {5, 0x00330100, 0x00440102}},
     };
+    // clang-format on
     const std::string poll = "ptzsvr(INOSV900_get_sensor_data) : ";
     for (const Row& r : rows) {
         for (const auto& [type, bytes] : r.change) answers[type] = bytes;

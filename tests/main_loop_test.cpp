@@ -22,11 +22,8 @@ protected:
 };
 
 TEST_F(MainLoop, MessageTableRewritesBeforeDispatch) {
-    struct Case {
-        const char* name;
-        Bytes datagram;
-        std::vector<Bytes> expected;
-    };
+    // clang-format off
+    struct Case { const char* name; Bytes datagram; std::vector<Bytes> expected; };
     const Case cases[] = {
         {"go to preset looks up entry", CmdBuilder(0xE014).arg16(3), {pd(0x07, 0, 103)}},
         {"store preset looks up entry", CmdBuilder(0xE020).action(4), {pd(0x03, 0, 104)}},
@@ -46,6 +43,7 @@ TEST_F(MainLoop, MessageTableRewritesBeforeDispatch) {
         {"entry past the image via aux dropped", CmdBuilder(0xE090).arg16(0xFFF0), {}},
         {"short datagram reads the rest as it stands", Bytes{0x13, 0xE0}, {pd(0, 0, 0)}},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         d->drv = {};

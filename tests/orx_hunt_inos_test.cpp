@@ -5,7 +5,6 @@
 namespace ptz::test {
 namespace {
 
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0) { return CmdBuilder(0xE011).action(action).xy(x, y); }
 Bytes aux(uint16_t v, bool on) { return CmdBuilder(0xE091).arg16(v).action(on ? 257 : 0); }
 
 // ORX1000 at address 123: the digits 1, 3, 2 in that order.
@@ -72,13 +71,7 @@ Bytes hunt(uint8_t cmd, uint8_t speed) {  // address 0x45: 02 05
     return {0xFA, cmd, 2, 5, speed, 0, static_cast<uint8_t>((0xFA + cmd + 7 + speed) & 0x7F)};
 }
 
-class Hunt : public DaemonTest {
-protected:
-    void SetUp() override {
-        channel(0, 2, 0x801, 0x45);
-        start();
-    }
-};
+using Hunt = OneCamera<0, 2, 0x801, 0x45>;
 
 TEST_F(Hunt, FramesSpeedLimitStopAndPresets) {
     const std::pair<Bytes, std::vector<Bytes>> rows[] = {
@@ -165,26 +158,20 @@ TEST_F(Inos, MovesArePulses) {
 }
 
 TEST_F(Inos, PanAnswerOnTimeLateNoisyTwiceOrNever) {
-    struct Row {
-        Script replies;  // after the zero frame
-        uint32_t pan;
-        const char* dump;  // from the rlen line on
-    };
+    // replies after the zero frame, and the dump from the rlen line on: no sum is checked; a short answer
+    // reads as the count with zeros behind; a line that keeps sending runs to the time limit
+    // clang-format off
+    struct Row { Script replies; uint32_t pan; const char* dump; };
     const Row rows[] = {
         {{{30000, {0xFF, 0x05, 0x2A, 0x00}}}, 0x2A, "PTZSVR : rlen is 0\nff 05 2a 00 00 00 00 \n pan : 2a\n"},
-        {{{30000, {0x01, 0x02, 0xFF, 0x05, 0x2B, 0x00}}},
-         0x2B,
-         "PTZSVR : rlen is 2\nff 05 2b 00 00 00 00 \n"},
-        {{{30000, {0xFF, 0x05, 0x2C, 0x99}}, {40000, {0xFF, 0x05, 0x11, 0}}},
-         0x2C,
-         "rlen is 0\n"},  // no sum is checked
-        {{{30000, {0xFF, 0x05}}},
-         0,
-         "PTZSVR : rlen is 2\n00 00 00 00 00 00 00 \n"},  // short: the count, zeros behind
+        {{{30000, {0x01, 0x02, 0xFF, 0x05, 0x2B, 0x00}}}, 0x2B, "PTZSVR : rlen is 2\nff 05 2b 00 00 00 00 \n"},
+        {{{30000, {0xFF, 0x05, 0x2C, 0x99}}, {40000, {0xFF, 0x05, 0x11, 0}}}, 0x2C, "rlen is 0\n"},
+        {{{30000, {0xFF, 0x05}}}, 0, "PTZSVR : rlen is 2\n00 00 00 00 00 00 00 \n"},
         {{}, 0, "PTZSVR : rlen is 0\n"},
         {{{2200000, {0xFF, 0x05, 0x2E, 0x00}}}, 0, "PTZSVR : rlen is 0\n"},
-        {stream(3000000, {0x33}), 0, "PTZSVR : rlen is 128\n"},  // keeps sending: the time limit
+        {stream(3000000, {0x33}), 0, "PTZSVR : rlen is 128\n"},
     };
+    // clang-format on
     for (const Row& r : rows) {
         answer_writes(board, r.replies, [](const Bytes& f) { return f[3] == 0; });
         const int64_t t0 = board.now();

@@ -9,31 +9,20 @@ Bytes frame(uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2) {
     return bytes(pelcod_frame(addr, cmd, d1, d2));
 }
 
-class PelcoD : public DaemonTest {
-protected:
-    void SetUp() override {
-        channel(0, 2, 0x1600, 1);
-        start();
-    }
-};
+using PelcoD = OneCamera<0, 2, 0x1600, 1>;
 
-struct FrameCase {
-    const char* name;
-    std::vector<Bytes> cmds;      // sent in order, without stops in between
-    std::vector<Bytes> expected;  // every frame written, in order
-};
+// Commands sent in order, without stops in between, and every frame written, in order.
+// clang-format off
+struct FrameCase { const char* name; std::vector<Bytes> cmds; std::vector<Bytes> expected; };
+// clang-format on
 
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
-}
 Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE091).arg16(code).action(on ? 0x0101 : 0); }
 
 TEST_F(PelcoD, FramesAcrossTheVocabulary) {
+    // clang-format off
     const FrameCase cases[] = {
         {"pan left", {mv(0x20, 0x40)}, {frame(1, 0x04, 0x20, 0)}},
-        {"left then up accumulates",
-         {mv(0x20, 0x40), mv(0x40, 0x60)},
-         {frame(1, 0x04, 0x20, 0), frame(1, 0x0C, 0x20, 0x20)}},
+        {"left then up accumulates", {mv(0x20, 0x40), mv(0x40, 0x60)}, {frame(1, 0x04, 0x20, 0), frame(1, 0x0C, 0x20, 0x20)}},
         {"left-up diagonal", {mv(61, 67)}, {frame(1, 0x0C, 3, 3)}},
         {"left-down diagonal", {mv(0, 0)}, {frame(1, 0x14, 0x40, 0x40)}},
         {"right-up diagonal", {mv(0x7F, 0x7F)}, {frame(1, 0x0A, 0x3F, 0x3F)}},
@@ -42,25 +31,15 @@ TEST_F(PelcoD, FramesAcrossTheVocabulary) {
         {"66 is not diagonal: down wins", {mv(66, 58)}, {frame(1, 0x10, 0, 6)}},
         {"right", {mv(0x50, 0x40)}, {frame(1, 0x02, 0x10, 0)}},
         {"centre sends state unchanged", {mv(0x40, 0x40)}, {frame(1, 0, 0, 0)}},
-        {"tie x = y sends state",
-         {mv(0x20, 0x40), mv(63, 63)},
-         {frame(1, 0x04, 0x20, 0), frame(1, 0x04, 0x20, 0)}},
+        {"tie x = y sends state", {mv(0x20, 0x40), mv(63, 63)}, {frame(1, 0x04, 0x20, 0), frame(1, 0x04, 0x20, 0)}},
         {"tie x + y = 128 sends state", {mv(63, 65)}, {frame(1, 0, 0, 0)}},
         {"zoom tele at top speed", {mv(0xFF, 0, 1)}, {frame(1, 0x25, 0, 11), frame(1, 0x20, 0, 0)}},
         {"zoom at centre is wide speed 0", {mv(0x40, 0, 1)}, {frame(1, 0x25, 0, 0), frame(1, 0x40, 0, 0)}},
         {"focus far", {mv(0x60, 0, 2)}, {frame(1, 0x27, 0, 2), frame(1, 0x80, 0, 0)}},
-        {"iris open replaces the word",
-         {mv(0x20, 0x40), mv(0x41, 0, 3)},
-         {frame(1, 0x04, 0x20, 0), frame(1, 0x200, 0, 0)}},
-        {"unknown action sends state",
-         {mv(0x20, 0x40), mv(0x10, 0x10, 7)},
-         {frame(1, 0x04, 0x20, 0), frame(1, 0x04, 0x20, 0)}},
-        {"stop after action",
-         {mv(0x20, 0x40, 0, 1), mv(0x40, 0x60)},
-         {frame(1, 0x04, 0x20, 0), frame(1, 0, 0, 0), frame(1, 0x08, 0, 0x20)}},
-        {"stop resets",
-         {mv(0x20, 0x40), CmdBuilder(0xE013), mv(0x40, 0x60)},
-         {frame(1, 0x04, 0x20, 0), frame(1, 0, 0, 0), frame(1, 0x08, 0, 0x20)}},
+        {"iris open replaces the word", {mv(0x20, 0x40), mv(0x41, 0, 3)}, {frame(1, 0x04, 0x20, 0), frame(1, 0x200, 0, 0)}},
+        {"unknown action sends state", {mv(0x20, 0x40), mv(0x10, 0x10, 7)}, {frame(1, 0x04, 0x20, 0), frame(1, 0x04, 0x20, 0)}},
+        {"stop after action", {mv(0x20, 0x40, 0, 1), mv(0x40, 0x60)}, {frame(1, 0x04, 0x20, 0), frame(1, 0, 0, 0), frame(1, 0x08, 0, 0x20)}},
+        {"stop resets", {mv(0x20, 0x40), CmdBuilder(0xE013), mv(0x40, 0x60)}, {frame(1, 0x04, 0x20, 0), frame(1, 0, 0, 0), frame(1, 0x08, 0, 0x20)}},
         {"store preset from action", {CmdBuilder(0xE020).action(0x105)}, {frame(1, 0x03, 0, 5)}},
         {"go to preset from offset 12", {CmdBuilder(0xE014).arg16(300)}, {frame(1, 0x07, 0, 44)}},
         {"set position: tilt, zoom, pan, low 16 bits",
@@ -89,6 +68,7 @@ TEST_F(PelcoD, FramesAcrossTheVocabulary) {
          {mv(0x20, 0x40), aux(3, true), mv(0x40, 0x60)},
          {frame(1, 0x04, 0x20, 0), frame(1, 0x09, 0, 3), frame(1, 0x08, 0, 0x20)}},
     };
+    // clang-format on
     for (const FrameCase& c : cases) {
         SCOPED_TRACE(c.name);
         d->drv = {};
@@ -162,24 +142,18 @@ protected:
 };
 
 TEST_F(PelcoDTvi, EveryActionIsFollowedByAStop) {
+    // clang-format off
     const FrameCase cases[] = {
-        {"left-up at fixed speed",
-         {CmdBuilder(0xE011, 1).xy(0x10, 0x70)},
-         {tvi(7, 0x0C, 0x24, 0x24), tvi(7, 0, 0, 0)}},
+        {"left-up at fixed speed", {CmdBuilder(0xE011, 1).xy(0x10, 0x70)}, {tvi(7, 0x0C, 0x24, 0x24), tvi(7, 0, 0, 0)}},
         {"right only", {CmdBuilder(0xE012, 1).xy(0x50, 0x40)}, {tvi(7, 0x02, 0x24, 0), tvi(7, 0, 0, 0)}},
-        {"zoom tele",
-         {CmdBuilder(0xE011, 1).action(1).xy(0x50, 0)},
-         {tvi(7, 0x25, 0, 0), tvi(7, 0x20, 0, 0), tvi(7, 0, 0, 0)}},
-        {"focus is reversed",
-         {CmdBuilder(0xE011, 1).action(2).xy(0x50, 0)},
-         {tvi(7, 0x27, 0, 0), tvi(7, 0x100, 0, 0), tvi(7, 0, 0, 0)}},
-        {"menu enter without hold",
-         {CmdBuilder(0xE090, 1).arg16(730)},
-         {tvi(7, 0x200, 0, 0), tvi(7, 0, 0, 0)}},
+        {"zoom tele", {CmdBuilder(0xE011, 1).action(1).xy(0x50, 0)}, {tvi(7, 0x25, 0, 0), tvi(7, 0x20, 0, 0), tvi(7, 0, 0, 0)}},
+        {"focus is reversed", {CmdBuilder(0xE011, 1).action(2).xy(0x50, 0)}, {tvi(7, 0x27, 0, 0), tvi(7, 0x100, 0, 0), tvi(7, 0, 0, 0)}},
+        {"menu enter without hold", {CmdBuilder(0xE090, 1).arg16(730)}, {tvi(7, 0x200, 0, 0), tvi(7, 0, 0, 0)}},
         {"menu", {CmdBuilder(0xE090, 1).arg16(595)}, {tvi(7, 0x03, 0, 95)}},
         {"preset fallback on", {CmdBuilder(0xE090, 1).arg16(12).action(0x101)}, {tvi(7, 0x07, 0, 12)}},
         {"presets are ignored", {CmdBuilder(0xE020, 1).action(3)}, {}},
     };
+    // clang-format on
     for (const FrameCase& c : cases) {
         SCOPED_TRACE(c.name);
         board.clear_calls();

@@ -82,91 +82,48 @@ TEST_F(ProcessUtil, RunAndSuperviseRestartsUntilForkFails) {
     EXPECT_EQ(board.logs(), expected);
 }
 
+// A board of its own with the library at `level`.
+struct Fresh {
+    SimBoard b;
+    Logger lg{b};
+    explicit Fresh(int level) {
+        lg.common_init();
+        lg.set_level_by_prefix("LIB_COMMON", level);
+        b.clear_calls();
+    }
+};
+
 TEST_F(ProcessUtil, Runapps) {
     using Fn = int (*)(Os&, Logger&, const char*, const char*, const char*, const char*, const char*);
-    struct Row {
-        const char* name;
-        Fn fn;
-        Outcome outcome;
-        int ret;
-        Lines spawns;
-        size_t waits;
-        Lines logs;
-    };
+    // clang-format off
+    struct Row { const char* name; Fn fn; Outcome outcome; const char* spawn; size_t waits; Lines logs; };
+    const auto child = [](char n) { return "[LIB_COMMON(2)] new child" + std::string(1, n) + ".. : pid(5000) - cp a b  ignored\n"; };
+    const auto fails = [](char n) { return "[LIB_COMMON(0)]exec" + std::string(1, n) + " failed 2 in child process : No such file or directory\n"; };
+    const std::string cmd = "[LIB_COMMON(0)]  cmd : cp a b  ignored\n";
     const Row rows[] = {
-        {"runapp1 waits",
-         runapp1,
-         Outcome::exits,
-         0,
-         {"fork: cp a b"},
-         1,
-         {"[LIB_COMMON(2)] new child1.. : pid(5000) - cp a b  ignored\n"}},
-        {"runapp2 does not",
-         runapp2,
-         Outcome::exits,
-         0,
-         {"fork: cp a b"},
-         0,
-         {"[LIB_COMMON(2)] new child2.. : pid(5000) - cp a b  ignored\n"}},
-        {"runapp3 does not",
-         runapp3,
-         Outcome::exits,
-         0,
-         {"fork: cp a b"},
-         0,
-         {"[LIB_COMMON(2)] new child3.. : pid(5000) - cp a b  ignored\n"}},
-        {"runapp4 by vfork",
-         runapp4,
-         Outcome::exits,
-         0,
-         {"vfork: cp a b"},
-         0,
-         {"[LIB_COMMON(2)] new child4.. : pid(5000) - cp a b  ignored\n"}},
-        {"runapp1 exec fails",
-         runapp1,
-         Outcome::exec_fails,
-         0,
-         {"fork: cp a b"},
-         1,
-         {"[LIB_COMMON(0)]exec1 failed 2 in child process : No such file or directory\n",
-          "[LIB_COMMON(2)] new child1.. : pid(5000) - cp a b  ignored\n"}},
-        {"runapp3 exec fails, with the command",
-         runapp3,
-         Outcome::exec_fails,
-         0,
-         {"fork: cp a b"},
-         0,
-         {"[LIB_COMMON(0)]exec3 failed 2 in child process : No such file or directory\n",
-          "[LIB_COMMON(0)]  cmd : cp a b  ignored\n",
-          "[LIB_COMMON(2)] new child3.. : pid(5000) - cp a b  ignored\n"}},
-        {"runapp4 exec fails, with the command",
-         runapp4,
-         Outcome::exec_fails,
-         0,
-         {"vfork: cp a b"},
-         0,
-         {"[LIB_COMMON(0)]exec4 failed 2 in child process : No such file or directory\n",
-          "[LIB_COMMON(0)]  cmd : cp a b  ignored\n",
-          "[LIB_COMMON(2)] new child4.. : pid(5000) - cp a b  ignored\n"}},
+        {"runapp1 waits", runapp1, Outcome::exits, "fork: cp a b", 1, {child('1')}},
+        {"runapp2 does not", runapp2, Outcome::exits, "fork: cp a b", 0, {child('2')}},
+        {"runapp3 does not", runapp3, Outcome::exits, "fork: cp a b", 0, {child('3')}},
+        {"runapp4 by vfork", runapp4, Outcome::exits, "vfork: cp a b", 0, {child('4')}},
+        {"runapp1 exec fails", runapp1, Outcome::exec_fails, "fork: cp a b", 1, {fails('1'), child('1')}},
+        {"runapp3 exec fails, with the command", runapp3, Outcome::exec_fails, "fork: cp a b", 0, {fails('3'), cmd, child('3')}},
+        {"runapp4 exec fails, with the command", runapp4, Outcome::exec_fails, "vfork: cp a b", 0, {fails('4'), cmd, child('4')}},
     };
+    // clang-format on
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
-        SimBoard b;
-        Logger lg{b};
-        lg.common_init();
-        lg.set_level_by_prefix("LIB_COMMON", 2);
-        b.clear_calls();
-        b.processes = {{r.outcome, 2}};
-        EXPECT_EQ(r.fn(b, lg, "cp", "a", "b", nullptr, "ignored"), r.ret);
+        Fresh f(2);
+        f.b.processes = {{r.outcome, 2}};
+        EXPECT_EQ(r.fn(f.b, f.lg, "cp", "a", "b", nullptr, "ignored"), 0);
         Lines sp;
-        for (const SimCall* c : b.find("spawn")) sp.push_back(c->dev + ": " + c->text);
-        EXPECT_EQ(sp, r.spawns);
-        EXPECT_EQ(b.find("wait").size(), r.waits);
-        EXPECT_EQ(b.logs(), r.logs);
+        for (const SimCall* c : f.b.find("spawn")) sp.push_back(c->dev + ": " + c->text);
+        EXPECT_EQ(sp, Lines{r.spawn});
+        EXPECT_EQ(f.b.find("wait").size(), r.waits);
+        EXPECT_EQ(f.b.logs(), r.logs);
         // No process: the fork error, at every level.
-        b.clear_calls();
-        EXPECT_EQ(r.fn(b, lg, "cp", nullptr, nullptr, nullptr, nullptr), -1);
-        EXPECT_EQ(b.logs(), Lines{"[LIB_COMMON(0)]\nrunapp process fork error\n"});
+        f.b.clear_calls();
+        EXPECT_EQ(r.fn(f.b, f.lg, "cp", nullptr, nullptr, nullptr, nullptr), -1);
+        EXPECT_EQ(f.b.logs(), Lines{"[LIB_COMMON(0)]\nrunapp process fork error\n"});
     }
     // The child-started line is level 2: dropped at the library's default level.
     board.processes = {{Outcome::exits, 0}};
@@ -186,11 +143,9 @@ TEST_F(ProcessUtil, TcpQueues) {
         return "   0: " + local + " 0100007F:1F90 01 " + queues +
                " 00:00000000 00000000     0        0 12345 1 00000000 20 4 30 10 -1\n";
     };
-    struct Case {
-        const char* name;
-        std::string text;
-        Lines logs;
-    };
+    // clang-format off
+    struct Case { const char* name; std::string text; Lines logs; };
+    // clang-format on
     const Case cases[] = {
         {"watched address, queues read as decimal",
          header + row(me + ":0050", "00000010:00000200") + row("FFFFFFFF:0050", "00000001:00000001"),
@@ -202,21 +157,14 @@ TEST_F(ProcessUtil, TcpQueues) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        SimBoard b;
-        Logger lg{b};
-        lg.common_init();
-        lg.set_level_by_prefix("LIB_COMMON", 2);
-        b.set_file("/proc/net/tcp", c.text);
-        b.clear_calls();
-        EXPECT_EQ(print_tcp_tx_q(b, lg), 0);
-        EXPECT_EQ(b.logs(), c.logs);
+        Fresh f(2);
+        f.b.set_file("/proc/net/tcp", c.text);
+        EXPECT_EQ(print_tcp_tx_q(f.b, f.lg), 0);
+        EXPECT_EQ(f.b.logs(), c.logs);
     }
-    SimBoard none;
-    Logger lg{none};
-    lg.common_init();
-    none.clear_calls();
-    EXPECT_EQ(print_tcp_tx_q(none, lg), 0);
-    EXPECT_EQ(none.logs(), Lines{"[LIB_COMMON(0)]print_tcp_tx_q : /proc/net/tcp read failed\n"});
+    Fresh none(1);
+    EXPECT_EQ(print_tcp_tx_q(none.b, none.lg), 0);
+    EXPECT_EQ(none.b.logs(), Lines{"[LIB_COMMON(0)]print_tcp_tx_q : /proc/net/tcp read failed\n"});
 }
 
 // For real on the host: the library started through the board backend.

@@ -95,13 +95,9 @@ Frame run(const char* proto, const Bytes& b) {
     return p ? p->decode(b.data(), b.size()) : Frame{};
 }
 
-struct Golden {
-    const char* proto;
-    Bytes bytes;
-    Kind kind;
-    int address, pan, tilt, value;
-    const char* meaning;
-};
+// clang-format off
+struct Golden { const char* proto; Bytes bytes; Kind kind; int address, pan, tilt, value; const char* meaning; };
+// clang-format on
 
 void check(const Golden& g) {
     SCOPED_TRACE(std::string(g.proto) + ": " + g.meaning);
@@ -163,8 +159,7 @@ TEST(PtzcamProto, PelcoFamilyGoldens) {
         {"c1080b", pd(1, 0x58, 0x01, 0x02, 0x03), O, 1, 0, 0, 0x010203, "upgrade file size 66051"},
         {"c1080b", pd(1, 0, 0x08, 0, 16), M, 1, 0, 16, 0, "tilt up 16"},
         // C1080PT: set position and position request, extended frames
-        {"c1080pt", ext(1, 0x91, {0x23, 0x28, 0x05, 0xDC, 0x0F, 0xA0}), POS, 1, 0, 0, 0,
-         "set position pan 9000 tilt 1500 zoom 4000"},
+        {"c1080pt", ext(1, 0x91, {0x23, 0x28, 0x05, 0xDC, 0x0F, 0xA0}), POS, 1, 0, 0, 0, "set position pan 9000 tilt 1500 zoom 4000"},
         {"c1080pt", ext(1, 0x93), Q, 1, 0, 0, 0, "query position"},
         {"c1080pt", pd(1, 0, 0x06, 0, 0), MN, 1, 0, 0, 0, "menu escape"},
         {"c1080pt-wonwoo", ext(4, 0x93), Q, 4, 0, 0, 0, "query position"},
@@ -175,8 +170,7 @@ TEST(PtzcamProto, PelcoFamilyGoldens) {
         {"inos-v900", ext(1, 0xA1, {0, 0, 0x01, 0x2C, 0, 0}), O, 1, 0, 0, 0, "setting 0xa1 -300"},
         {"inos-v900", ext(1, 0xB1, {0, 0, 0x00, 0x14, 0, 0}), O, 1, 0, 0, 0, "setting 0xb1 20"},
         {"inos-v900", ext(1, 0xAB, {0, 0, 0x00, 0xFA, 0, 0}), O, 1, 0, 0, 0, "temperature reply -250"},
-        {"inos-v900", status(ext(1, 0x9B, {0, 0x12, 3, 4, 0, 0}), 0x80), O, 1, 0, 0, 0,
-         "status reply sensor 0x12 switches 0x0304"},
+        {"inos-v900", status(ext(1, 0x9B, {0, 0x12, 3, 4, 0, 0}), 0x80), O, 1, 0, 0, 0, "status reply sensor 0x12 switches 0x0304"},
         {"inos", pd(1, 0, 0x10, 0, 0x30), M, 1, 0, -0x30, 0, "tilt down 48"},
         {"smartfarm", pd(1, 0, 0x0C, 0x10, 0x10), M, 1, -16, 16, 0, "pan left 16, tilt up 16"},
     };
@@ -264,10 +258,8 @@ TEST(PtzcamProto, SerialProtocolGoldens) {
         {"ez", ezf({0x11, 0x10, 0x00}), Z, 1, 16, 0, 1, "zoom tele 1, pan right 16"},
         {"ez", ezf({0xA2}), MN, 1, 0, 0, 0, "menu enter"},
         {"ez", ezf({0x81, 0x05, 0x00}), GP, 1, 0, 0, 5, "go to preset 5"},
-        {"ez", sum_all({0x5E, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1}), POS, 1, 0, 0, 0,
-         "set position pan 900 tilt 0 zoom 1"},
-        {"ez", sum_all({0xAA, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1}), POS, 1, 0, 0, 0,
-         "set position pan 900 tilt 0 zoom 1"},
+        {"ez", sum_all({0x5E, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1}), POS, 1, 0, 0, 0, "set position pan 900 tilt 0 zoom 1"},
+        {"ez", sum_all({0xAA, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1}), POS, 1, 0, 0, 0, "set position pan 900 tilt 0 zoom 1"},
         {"f2e", f2ef({0x91, 0x10, 0x00}), Z, 1, 16, 0, 1, "zoom tele 1, pan right 16"},
         {"f2e", f2ef({0x40}), Q, 1, 0, 0, 0, "query position"},
         {"f2e", f2ef({0x28}), AN, 1, 0, 0, 602, "aux 602 on"},
@@ -348,14 +340,8 @@ TEST(PtzcamProto, DirectionAtSpeedZero) {
 // Failures: a bad checksum covers its frame, an unknown command names its code, a cut frame waits for more
 // (a cut coax record is truncated), and bytes before a start byte are noise.
 TEST(PtzcamProto, Failures) {
-    struct Row {
-        const char* proto;
-        Bytes bytes;
-        Status status;
-        size_t length;
-        const char* reason;
-    };
     // clang-format off
+    struct Row { const char* proto; Bytes bytes; Status status; size_t length; const char* reason; };
     const Row cases[] = {
         {"pelco-d", with(pd(1, 0, 4, 0x20, 0), 6, 0), Status::bad_checksum, 7, "bad checksum"},
         {"pelco-d", pd(1, 0, 0x57, 0, 0), Status::unknown_command, 7, "unknown command 0x57"},
@@ -398,25 +384,11 @@ TEST(PtzcamProto, Failures) {
 
 // The cameras' answers, byte for byte, built with the checksum rules of the recorder's reply readers.
 TEST(PtzcamProto, Answers) {
-    HeadState h;
-    h.pan = 9000;
-    h.tilt = -1500;  // reported as 36000 - 1500 = 0x86C4
-    h.zoom = 4000;
-    h.sensor = 0x12;
-    h.switches = 0x0304;
-    h.temperature = -250;
-    h.humidity = 55;
-    h.dust1 = 7;
-    h.dust2 = 9;
-    h.version[0] = 1, h.version[1] = 2, h.version[2] = 3;
-    h.version_result = 0x42;
-    struct Row {
-        const char* proto;
-        Bytes request;
-        int address;
-        Bytes answer;
-    };
+    // pan, tilt (reported as 36000 - 1500 = 0x86C4), zoom, sensor, switches, temperature, humidity, dust 1
+    // and 2, version bytes and the version result
+    const HeadState h{9000, -1500, 4000, 0x12, 0x0304, -250, 55, 7, 9, {1, 2, 3}, 0x42};
     // clang-format off
+    struct Row { const char* proto; Bytes request; int address; Bytes answer; };
     const Row cases[] = {
         {"pelco-d", pd(1, 0, 0x51, 0, 0), 1, pd(1, 0, 0x59, 0x23, 0x28)},
         {"pelco-d", pd(1, 0, 0x53, 0, 0), 1, pd(1, 0, 0x5B, 0x86, 0xC4)},
@@ -507,11 +479,8 @@ TEST(PtzcamProto, GarbageSweep) {
 }
 
 TEST(PtzcamProto, Registry) {
-    struct Row {
-        uint16_t model;
-        const char* name;
-    };
     // clang-format off
+    struct Row { uint16_t model; const char* name; };
     const Row cases[] = {
         {5632, "pelco-d"}, {5633, "pelco-p"}, {5634, "panasonic"}, {6404, "samsung-e"}, {512, "autodome"},
         {513, "autodome"}, {768, "vcc4"}, {769, "c1080b"}, {8962, "c1080b"}, {8963, "c1080b"}, {770, "c1080pt"},
@@ -543,13 +512,10 @@ TEST(PtzcamProto, UpgradeStream) {
         image_sum = uint8_t(image_sum + i * 7);
     }
     const Bytes trailer{image_sum, 0x65, 0x00};
-    const char* const expected[] = {"upgrade start code",
-                                    "upgrade check loader",
-                                    "upgrade model info",
-                                    "upgrade file size 1500",
-                                    "upgrade start address",
-                                    "image bytes 0..1023 of 1500 (block 1)",
-                                    "image bytes 1024..1499 of 1500 (block 2)"};
+    // clang-format off
+    const char* const expected[] = {"upgrade start code", "upgrade check loader", "upgrade model info", "upgrade file size 1500",
+        "upgrade start address", "image bytes 0..1023 of 1500 (block 1)", "image bytes 1024..1499 of 1500 (block 2)"};
+    // clang-format on
     for (bool good_trailer : {true, false}) {
         Bytes all = line;
         all.insert(all.end(), trailer.begin(), trailer.end());

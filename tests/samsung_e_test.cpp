@@ -7,9 +7,6 @@ namespace {
 
 Bytes ctl(uint16_t cmd, uint8_t d1 = 0, uint8_t d2 = 0) { return bytes(samsunge_control(1, cmd, d1, d2)); }
 Bytes key(uint8_t cmd, uint8_t data) { return bytes(samsunge_preset_menu(1, cmd, data)); }
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
-}
 Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE091).arg16(code).action(on ? 0x0101 : 0); }
 
 using SamsungE = DaemonTest;

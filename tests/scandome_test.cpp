@@ -56,14 +56,12 @@ TEST_F(ScanDome, ScanDomeFrames) {
     const Row rows[] = {
         // pan at 0x50, byte for byte; one step at 0x43 and 0x3C; 55 truncates to 7 (not 6); far values carry
         // across the nibbles and out of the byte
-        {mv(0x50, 0x40), {{0xA5, 0x01, 0x10, 0x0D, 0xA8, 0x55, 0xC0}},
-         "ScanDome(1) msg_id[e011],action[0],addr[1],x[80],y[64]\n"},
+        {mv(0x50, 0x40), {{0xA5, 0x01, 0x10, 0x0D, 0xA8, 0x55, 0xC0}}, "ScanDome(1) msg_id[e011],action[0],addr[1],x[80],y[64]\n"},
         {mv(0x43, 0x40), {sd(0x10, 0x0D, 0x98)}}, {mv(0x3C, 0x40), {sd(0x10, 0x0D, 0x78)}},
         {mv(55, 0x40), {sd(0x10, 0x0D, 0x78)}},
         {mv(0x40, 0xFF), {sd(0x10, 0x0D, 0x9F)}}, {mv(0xFF, 0x40), {sd(0x10, 0x0D, 0xF8)}},
         // stop after a pan/tilt move: a stop at once and another 100 ms later
-        {mv(0x50, 0x40, 0, 1), {sd(0x10, 0x0D, 0xA8), kStop, kStop}, "PTZSVR : send stop for scandome\n",
-         kFrame + kFrame + kGap + kFrame},
+        {mv(0x50, 0x40, 0, 1), {sd(0x10, 0x0D, 0xA8), kStop, kStop}, "PTZSVR : send stop for scandome\n", kFrame + kFrame + kGap + kFrame},
         // zoom in, out, nothing at the centre; focus; each with a stop 100 ms after when asked
         {mv(0x41, 0, 1), {sd(0x10, 0x0E, 0x88)}}, {mv(0x3F, 0, 1), {sd(0x10, 0x0C, 0x88)}},
         {mv(0x40, 0, 1), {}}, {mv(0x40, 0, 1, 1), {kStop}, nullptr, kGap + kFrame},
@@ -104,8 +102,7 @@ TEST_F(ScanDome, ScanDome2Frames) {
         {CmdBuilder(0xE013), {kStop}, nullptr, kFrame},
         {CmdBuilder(0xE020).action(3), {}}, {CmdBuilder(0xE014).arg16(3), {}},
         {CmdBuilder(0xE022).action(3), {}},
-        {htx(0x21, 0x80, 0x7F), {sd(0x21, 0x80, 0x7F)},
-         "PTZSVR : special command from HTX keyboard 21h - 80h, 7fh\n"},
+        {htx(0x21, 0x80, 0x7F), {sd(0x21, 0x80, 0x7F)}, "PTZSVR : special command from HTX keyboard 21h - 80h, 7fh\n"},
         // its own aux column
         {aux(595, true), {sd(0x19, 0x80, 0x80)}, "PTZSVR : scandome2 aux control(595)\n"},
         {aux(602, true), {}}, {aux(702, true), {sd(0x2C, 0x80, 0x82)}},

@@ -1,7 +1,7 @@
 #include "serial/serial.h"
 
 #include "serial/reply.h"
-#include "tests/fixture.h"
+#include "tests/scripted_line.h"
 
 namespace ptz::test {
 namespace {
@@ -21,13 +21,9 @@ protected:
 };
 
 TEST_F(Serial, BlockWritesWaitForTheLine) {
-    struct Case {
-        const char* name;
-        int channel, port, len;
-        uint32_t minimum;
-        std::vector<uint32_t> sleeps;
-        unsigned long enable, disable;
-    };
+    // clang-format off
+    struct Case { const char* name; int channel, port, len; uint32_t minimum; std::vector<uint32_t> sleeps; unsigned long enable, disable; };
+    // clang-format on
     const Case cases[] = {
         {"10 bytes at 9600", 0, 2, 10, 1000, {10000, 20832}, 0x3000, 0x3001},
         {"minimum wins", 0, 2, 7, 35000, {10000, 35000}, 0x3000, 0x3001},
@@ -69,16 +65,14 @@ TEST_F(DaemonTest, BypassLineTimeComesFromItsOwnPort) {
     channel(3, 2, 0x1600, 1, /*baud*/ 3);
     channel(4, 4, 0x1600, 1, /*baud*/ 7);
     Bytes by = CmdBuilder(0xE0A2, 3).action(10);
-    struct Row {
-        const char* name;
-        std::vector<Bytes> before;
-        uint32_t wait;
-    };
+    // clang-format off
+    struct Row { const char* name; std::vector<Bytes> before; uint32_t wait; };
     const Row rows[] = {
         {"first command of all", {}, 20832},
         {"right after a stop on a 115200 port", {CmdBuilder(0xE013, 4)}, 20832},
         {"after a move on its own channel applied 9600", {CmdBuilder(0xE013, 3)}, 20832},
     };
+    // clang-format on
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
         start();
@@ -105,36 +99,23 @@ Bytes reply7(uint8_t type, uint8_t hi, uint8_t lo) {
 }
 
 TEST_F(Serial, RecvCommandFindsCheckedFrames) {
-    struct Case {
-        const char* name;
-        std::vector<std::pair<int64_t, Bytes>> line;
-        int ret;
-        int64_t min_elapsed, max_elapsed;
-    };
     Bytes bad = reply7(0x59, 1, 2);
     bad[6] ^= 1;
     Bytes noisy = {0x00, 0xFF, 0x01, 0x00, 0x5B, 0x12, 0x13, 0x14};  // start byte, wrong type
     const Bytes good = reply7(0x59, 1, 2);
     noisy.insert(noisy.end(), good.begin(), good.end());
+    // clang-format off
+    struct Case { const char* name; Script line; int ret; int64_t min_elapsed, max_elapsed; };
     const Case cases[] = {
         {"clean reply after 20 ms", {{20000, good}}, 7, 20000, 23000},
         {"reply behind noise and a false start", {{5000, noisy}}, 7, 5000, 8000},
-        {"split over two reads",
-         {{1000, Bytes(good.begin(), good.begin() + 3)}, {9000, Bytes(good.begin() + 3, good.end())}},
-         7,
-         9000,
-         12000},
+        {"split over two reads", {{1000, Bytes(good.begin(), good.begin() + 3)}, {9000, Bytes(good.begin() + 3, good.end())}}, 7, 9000, 12000},
         {"bad checksum waits out the limit", {{1000, bad}}, 0, 300000, 302000},
         {"silent line waits out the limit", {}, 0, 300000, 302000},
         {"garbage then quiet breaks by length", {{1000, Bytes(15, 0x55)}}, 0, 1000, 4000},
-        {"a line that keeps sending runs to the limit",
-         [] {
-             std::vector<std::pair<int64_t, Bytes>> v;
-             for (int i = 0; i < 400; ++i) v.push_back({i * 1000, Bytes(7, 0x55)});
-             return v;
-         }(),
-         0, 300000, 302000},
+        {"a line that keeps sending runs to the limit", stream(400000, Bytes(7, 0x55)), 0, 300000, 302000},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         start();
@@ -144,9 +125,7 @@ TEST_F(Serial, RecvCommandFindsCheckedFrames) {
         EXPECT_EQ(recv_command(*d, 2, out, 0xFF, 0x59, 7, 300000), c.ret);
         EXPECT_GE(board.now() - t0, c.min_elapsed);
         EXPECT_LE(board.now() - t0, c.max_elapsed);
-        if (c.ret) {
-            EXPECT_EQ(Bytes(out, out + 7), good);
-        }
+        EXPECT_TRUE(!c.ret || Bytes(out, out + 7) == good);
     }
 }
 
@@ -177,26 +156,22 @@ TEST_F(Serial, RecvByHeader) {
 }
 
 TEST_F(Serial, StartByteReaders) {
-    struct Case {
-        const char* name;
-        Bytes line;
-        int ret;
-    };
+    // clang-format off
+    struct Case { const char* name; Bytes line; int ret; };
     const Case cases[] = {
         {"start byte then the count", {0xA5, 1, 2, 3}, 3},
         {"noise costs hunt attempts", {0x10, 0x11, 0x12, 0xA5, 1, 2, 3}, 3},
         {"twenty noise bytes exhaust the hunt", Bytes(20, 0x10), -1},
         {"short body", {0xA5, 1}, -1},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         start();
         line(0, c.line);
         uint8_t out[8] = {};
         EXPECT_EQ(ez_recv(*d, 2, 0xA5, 3, out), c.ret);
-        if (c.ret > 0) {
-            EXPECT_EQ(Bytes(out, out + 3), (Bytes{1, 2, 3}));
-        }
+        EXPECT_TRUE(c.ret <= 0 || Bytes(out, out + 3) == (Bytes{1, 2, 3}));
     }
     EXPECT_EQ(spd_receive_ack(*d, 2), 0);
     line(0, {0x42});

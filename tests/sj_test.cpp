@@ -14,13 +14,7 @@ Bytes sj(char letter, uint8_t data) {
     return f;
 }
 
-class Sj : public RowTest {
-protected:
-    void SetUp() override {
-        channel(0, 2, 6403, 1);
-        start();
-    }
-};
+using Sj = OneCamera<0, 2, 6403, 1, RowTest>;
 
 TEST_F(Sj, PanTiltSweep) {
     sweep(0, [](int x, int y) {

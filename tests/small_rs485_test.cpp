@@ -123,19 +123,15 @@ TEST_F(SmallRs485, LetterCommandFrames) {
     };
     // clang-format on
     check(2, rows);
-    struct Case {
-        const char* name;
-        std::vector<Bytes> before;
-        std::vector<Bytes> stop;
-    };
+    // clang-format off
+    struct Case { const char* name; std::vector<Bytes> before; std::vector<Bytes> stop; };
     const Case cases[] = {
-        {"each running motion in order",
-         {mv(2, 0, 2), mv(0, 64), mv(0, 0, 1)},
-         {letter('X'), letter('K'), letter('G')}},
+        {"each running motion in order", {mv(2, 0, 2), mv(0, 64), mv(0, 0, 1)}, {letter('X'), letter('K'), letter('G')}},
         {"a centred move still counts as running", {mv(64, 64)}, {letter('X')}},
         {"zoom only", {mv(0, 0, 1)}, {letter('K')}},
         {"other actions start nothing", {mv(0, 0, 3)}, {}},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         d->drv = {};

@@ -5,9 +5,6 @@
 namespace ptz::test {
 namespace {
 
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
-}
 Bytes pd(uint16_t word, uint8_t d1, uint8_t d2) { return bytes(pelcod_frame(9, word, d1, d2)); }
 
 // No model_id selects SMARTFARM: the driver is called as the dispatcher would, on port 2.

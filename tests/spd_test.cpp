@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "tests/rs485_rows.h"
+#include "tests/scripted_line.h"
 
 namespace ptz::test {
 namespace {
@@ -41,8 +42,7 @@ TEST_F(Spd, SpdFrames) {
     // clang-format off
     const Row rows[] = {
         // pan right, byte for byte, and its trace
-        {mv(0x7F, 0x40), {{0xA0, 0x01, 0x00, 0x00, 0x02, 0x3F, 0x00, 0x00, 0xFF, 0xAF, 0xBE}},
-         "SPD : 0002, 3f, 00, 00\n", kFrameWaits},
+        {mv(0x7F, 0x40), {{0xA0, 0x01, 0x00, 0x00, 0x02, 0x3F, 0x00, 0x00, 0xFF, 0xAF, 0xBE}}, "SPD : 0002, 3f, 00, 00\n", kFrameWaits},
         {mv(0x20, 0x40), {spd(0x04, 0x20, 0)}, "SPD_SEND : A0 01 00 00 04 20 00 00 FF AF DB \n"},
         // zoom tele and wide, speed an eighth of the distance; nothing at the centre
         {mv(0x7F, 0, 1), {spd(0x20, 0, 0, 7)}}, {mv(0x30, 0, 1), {spd(0x40, 0, 0, 2)}},
@@ -61,10 +61,8 @@ TEST_F(Spd, SpdFrames) {
         {CmdBuilder(0xE014).arg16(0), {spd(0x07, 0, 0xFF, 0xFF)}, "SPD : goto preset 0\n"},
         {CmdBuilder(0xE014).arg16(1), {spd(0x07, 0, 0xFF, 0xFF)}},
         // store and clear from the action field, each confirmed
-        {CmdBuilder(0xE020).action(3), {spd(0x03, 2, 0xFF, 0xFF), spd(0x67, 0, 2, 0xFF)},
-         "SPD : set preset 2\n"},
-        {CmdBuilder(0xE022).action(0), {spd(0x05, 0, 0xFF, 0xFF), spd(0x67, 0, 0, 0xFF)},
-         "SPD : clear preset 0\n"},
+        {CmdBuilder(0xE020).action(3), {spd(0x03, 2, 0xFF, 0xFF), spd(0x67, 0, 2, 0xFF)}, "SPD : set preset 2\n"},
+        {CmdBuilder(0xE022).action(0), {spd(0x05, 0, 0xFF, 0xFF), spd(0x67, 0, 0, 0xFF)}, "SPD : clear preset 0\n"},
         // aux
         {aux(110, true), {spd(0x71, 0, 0xFF, 0xFF)}, "SPD : set pattern start\n"},
         {aux(110, false), {spd(0x73, 0xFF, 0xFF, 0xFF)}, "SPD : set pattern stop\n"},
@@ -98,8 +96,7 @@ TEST_F(Spd, VariantFrames) {
         {CmdBuilder(0xE013), {spd(0)}},
         {CmdBuilder(0xE014).arg16(0), {spd(0x07, 0, 0xFF, 0xFF)}},
         // 1 ms in place of the acknowledgement
-        {CmdBuilder(0xE020).action(10), {spd(0x03, 9, 0xFF, 0xFF), spd(0x67, 0, 9, 0xFF)}, nullptr,
-         kFrameWaits + Waits{1000} + kFrameWaits},
+        {CmdBuilder(0xE020).action(10), {spd(0x03, 9, 0xFF, 0xFF), spd(0x67, 0, 9, 0xFF)}, nullptr, kFrameWaits + Waits{1000} + kFrameWaits},
         {CmdBuilder(0xE022).action(2), {spd(0x05, 1, 0xFF, 0xFF), spd(0x67, 0, 1, 0xFF)}},
         // sequences 0..5 on or off; every other code is the digital zoom with the code's low byte
         {aux(711, false), {spd(0x21, 0, 0, 0xFF)}, "run sequence(0)\n"},
@@ -117,12 +114,9 @@ TEST_F(Spd, VariantFrames) {
 TEST_F(Spd, PresetAcknowledgement) {
     const Bytes ack{0xA0, 0x01, 0x00, 0x00, 0x03, 0x02, 0xFF, 0xFF, 0x5A, 0xFF, 0xAF};
     const int64_t settled = 22916 + 10000;  // from the write to the first read
-    struct Case {
-        const char* name;
-        std::vector<std::pair<int64_t, Bytes>> line;  // after the first frame's write
-        size_t polls;                                 // 1 ms sleeps between the two frames
-        const char* log;
-    };
+    // line: after the first frame's write; polls: 1 ms sleeps between the two frames
+    // clang-format off
+    struct Case { const char* name; Script line; size_t polls; const char* log; };
     const Case cases[] = {
         {"arrives", {{0, ack}}, 9, "spd : found header[a0]\n"},
         {"arrives 30 ms late", {{settled + 30000, ack}}, 39, "spd : found header[a0]\n"},
@@ -131,19 +125,14 @@ TEST_F(Spd, PresetAcknowledgement) {
         // the traced byte is the routine's own, not the ninth byte of the answer (0x5A)
         {"traced byte", {{0, ack}}, 9, "spd_receive_ack 00\n"},
         // the drain stops at the first quiet read, leaving the rest on the line
-        {"in two bursts",
-         {{0, Bytes(ack.begin(), ack.begin() + 4)}, {settled + 5000, Bytes(ack.begin() + 4, ack.end())}},
-         3,
-         "spd_receive_ack 00\n"},
+        {"in two bursts", {{0, Bytes(ack.begin(), ack.begin() + 4)}, {settled + 5000, Bytes(ack.begin() + 4, ack.end())}}, 3, "spd_receive_ack 00\n"},
     };
+    // clang-format on
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         start();
         d->logger.common_init();
-        board.on_write = [&c](SimBoard& b, const std::string& dev, const Bytes& data) {
-            if (data[4] != 0x03) return;
-            for (const auto& [at, bytes] : c.line) b.queue_reply(dev, b.now() + at, bytes);
-        };
+        answer_writes(board, c.line, [](const Bytes& f) { return f[4] == 0x03; });
         handle(0, CmdBuilder(0xE020).action(3));
         EXPECT_EQ(writes(), (std::vector<Bytes>{spd(0x03, 2, 0xFF, 0xFF), spd(0x67, 0, 2, 0xFF)}));
         EXPECT_EQ(sleeps(), kFrameWaits + Waits(c.polls, 1000) + kFrameWaits);

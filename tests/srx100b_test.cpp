@@ -8,13 +8,7 @@ Bytes srx(uint16_t cmd, uint8_t d1 = 0, uint8_t d2 = 0, uint8_t d3 = 0) {
     return bytes(spd_frame(1, cmd, d1, d2, d3));
 }
 
-class Srx100b : public RowTest {
-protected:
-    void SetUp() override {
-        channel(0, 2, 6401, 1);
-        start();
-    }
-};
+using Srx100b = OneCamera<0, 2, 6401, 1, RowTest>;
 
 TEST_F(Srx100b, PanTiltSweep) {
     sweep(0, [](int x, int y) { return srx(axis_bits(x, y), 0x3F, 0x3F, 0); });

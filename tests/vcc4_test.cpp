@@ -14,9 +14,6 @@ Bytes f(uint8_t dev, uint8_t cmd, const std::string& data) {
 const Bytes kOpen = f(0x30, 0x90, "0"), kInit0 = f(0x30, 0x8F, "0"), kInit1 = f(0x30, 0x8F, "1");
 // To device 0x31, address 1.
 Bytes g(uint8_t cmd, const std::string& data) { return f(0x31, cmd, data); }
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
-}
 
 class Vcc4 : public DaemonTest {
 protected:

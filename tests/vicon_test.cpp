@@ -6,9 +6,6 @@ namespace {
 // Address 0x23: headers 82 13 (basic), 82 43 (preset), 82 53 (move).
 const Bytes kBasic{0x82, 0x13}, kPreset{0x82, 0x43}, kMove{0x82, 0x53}, kStop{0, 0, 0, 0};
 
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
-}
 Bytes move(uint8_t dir, uint8_t pan_hi, uint8_t pan_lo, uint8_t tilt_hi, uint8_t tilt_lo) {
     return {dir, 0, 0, 0, pan_hi, pan_lo, tilt_hi, tilt_lo};
 }

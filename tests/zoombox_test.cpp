@@ -12,23 +12,11 @@ namespace {
 enum class ZoomFn { probe, z20b, z30b, z10b };
 enum class PtFn { probe, z20b, z20b_nowrap, ir_z30b, z10b };
 
-struct ZoomGolden {
-    ZoomFn fn;
-    double z;
-    int w, h;
-    double zoom;
-};
-struct PtGolden {
-    PtFn fn;
-    int p, t;
-    double z;
-    int x, y;
-    double pan, tilt;
-};
-struct TraceGolden {
-    size_t row;
-    const char* text;
-};
+// clang-format off
+struct ZoomGolden { ZoomFn fn; double z; int w, h; double zoom; };
+struct PtGolden { PtFn fn; int p, t; double z; int x, y; double pan, tilt; };
+struct TraceGolden { size_t row; const char* text; };
+// clang-format on
 
 #include "tests/zoombox_golden.inc"
 
@@ -97,18 +85,15 @@ TEST(ZoomBox, TracesMatchTheReference) {
 
 // The cases the cameras' engineers check by hand.
 TEST(ZoomBox, WorkedExamples) {
-    struct Case {
-        const char* name;
-        double got, want;
-    };
+    // clang-format off
+    struct Case { const char* name; double got, want; };
     const Case cases[] = {
         {"Probe full tele stays", zoom_box_ratio(kProbe, 5460, 192, 108), 5460},
         {"pan wraps past 36000", getNewPtValue_Z10B(35990, 0, 0, 960 + 960.0 * 20 / 2766, 540).pan, 10},
-        {"Z20B reads 35500 as -500, clamps -2276 to -800", getNewPtValue_Z20B(0, 35500, 0, 960, 0).tilt,
-         35200},
-        {"IR Z30B keeps a negative result", getNewPtValue_IR_Z30B(0, 35500, 16384, 960, 140).tilt,
-         36000 - 500 + 117 * 0.59 * -400 / 540},
+        {"Z20B reads 35500 as -500, clamps -2276 to -800", getNewPtValue_Z20B(0, 35500, 0, 960, 0).tilt, 35200},
+        {"IR Z30B keeps a negative result", getNewPtValue_IR_Z30B(0, 35500, 16384, 960, 140).tilt, 36000 - 500 + 117 * 0.59 * -400 / 540},
     };
+    // clang-format on
     for (const Case& c : cases) EXPECT_NEAR(c.got, c.want, 1e-9) << c.name;
 }
 

@@ -11,6 +11,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -75,8 +76,8 @@ bool parse_fault(std::string_view text, Fault& f) {
     return false;
 }
 
-int run_camera(const Protocol& proto, const std::vector<int>& addresses, const std::string& link,
-               const Fault& fault) {
+int run_camera(const std::vector<const Protocol*>& protos, const std::vector<int>& addresses,
+               const std::string& link, const Fault& fault) {
     const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) {
         std::fprintf(stderr, "ptzcam: no pseudo-terminal: %s\n", std::strerror(errno));
@@ -110,14 +111,29 @@ int run_camera(const Protocol& proto, const std::vector<int>& addresses, const s
     sigaction(SIGINT, &sa, nullptr);
     sigaction(SIGTERM, &sa, nullptr);
     sigaction(SIGHUP, &sa, nullptr);
+    // One protocol for every address, or one each: cameras of different
+    // makes can share the line, as on a bus.
+    std::map<int, const Protocol*> proto_of;
+    std::vector<const Protocol*> line_protos;
     std::string names;
-    for (int a : addresses) names += (names.empty() ? "" : ",") + std::to_string(a);
-    std::printf("%s camera: %s address %s on %s (%s)%s%s\n", clock_now().c_str(), proto.name, names.c_str(),
-                link.c_str(), slave.c_str(), fault.any() ? ", fault " : "", fault.text().c_str());
+    for (size_t i = 0; i < addresses.size(); ++i) {
+        const Protocol* p = protos[protos.size() == 1 ? 0 : i];
+        proto_of[addresses[i]] = p;
+        if (std::find(line_protos.begin(), line_protos.end(), p) == line_protos.end())
+            line_protos.push_back(p);
+        names +=
+            (names.empty() ? "" : ", ") + std::string(p->name) + " address " + std::to_string(addresses[i]);
+    }
+    std::printf("%s camera: %s on %s (%s)%s%s\n", clock_now().c_str(), names.c_str(), link.c_str(),
+                slave.c_str(), fault.any() ? ", fault " : "", fault.text().c_str());
     std::fflush(stdout);
 
-    LineReader reader({&proto});
-    // One head per address: several cameras can share the line, as on a bus.
+    LineReader reader(line_protos);
+    // A C1080B camera takes firmware: its handshake frames are handed to the
+    // transfer follower, which then cuts the image and the trailer.
+    const Protocol* loader = find_protocol("c1080b");
+    UpgradeStream upgrade;
+    reader.follow(&upgrade, loader);
     std::map<int, Head> heads;
     for (int a : addresses) heads[a].advance(seconds());
     double last_byte = seconds();
@@ -131,12 +147,28 @@ int run_camera(const Protocol& proto, const std::vector<int>& addresses, const s
             if (n > 0) reader.feed(buf, static_cast<size_t>(n)), last_byte = now;
         }
         const bool quiet = (now - last_byte) * 1000 > kQuietMs;
-        for (Cut c; reader.next(c, quiet);) {
-            const Frame& f = c.frame;
-            const auto it = f.status == Status::ok ? heads.find(f.address) : heads.end();
+        for (Cut c; true;) {
+            const bool image = reader.in_transfer();
+            if (!reader.next(c, quiet)) break;
+            if (image) {
+                // The loader takes the image in silence; one line per piece read, its first bytes shown.
+                const bool cut_short = c.bytes.size() > 8;
+                if (cut_short) c.bytes.resize(8);
+                print(stdout, c, cut_short ? " ..." : "");
+                continue;
+            }
+            const auto it = c.frame.status == Status::ok ? heads.find(c.frame.address) : heads.end();
             // A frame without an address goes to the first camera.
-            const bool mine = it != heads.end() || (f.status == Status::ok && f.address < 0);
+            const bool mine = it != heads.end() || (c.frame.status == Status::ok && c.frame.address < 0);
             const int address = it != heads.end() ? it->first : addresses.front();
+            const Protocol& proto = *proto_of[address];
+            // On a mixed line the frame is read again as the addressed camera reads it.
+            if (mine && c.proto != &proto) {
+                const Frame own = proto.decode(c.bytes.data(), c.bytes.size());
+                if (own.status == Status::ok && own.length == c.bytes.size()) c.proto = &proto, c.frame = own;
+            }
+            if (mine && &proto == loader) upgrade.decode(c.bytes.data(), c.bytes.size());
+            const Frame& f = c.frame;
             Head& head = heads[address];
             head.advance(seconds());
             const char* note = mine ? head.apply(f) : f.status == Status::ok ? " (not this camera)" : "";

@@ -14,6 +14,20 @@ constexpr size_t kLongestFrame = 512;
 
 bool LineReader::next(Cut& out, bool flush) {
     if (buf_.empty() || protos_.empty()) return false;
+    if (in_transfer()) {
+        Frame f = upgrade_->decode(buf_.data(), buf_.size());
+        if (f.status == Status::need_more && !flush) return false;
+        if (f.status == Status::need_more) {
+            // The line went quiet inside the trailer: show what came, start over.
+            upgrade_->reset();
+            f.status = Status::truncated;
+            std::snprintf(f.reason, sizeof f.reason, "truncated upgrade trailer");
+            f.length = buf_.size();
+        }
+        out.proto = upgrade_as_, out.frame = f;
+        take(out, std::max<size_t>(f.length, 1));
+        return true;
+    }
     // When nobody decodes a frame here, the failure to show: the first
     // protocol that sees a frame start here (a bad checksum, say), else noise
     // up to the nearest place where any of them might start one.
@@ -24,8 +38,7 @@ bool LineReader::next(Cut& out, bool flush) {
         Frame f = p->decode(buf_.data(), buf_.size());
         if (f.status == Status::ok) {
             out.proto = p, out.frame = f;
-            out.bytes.assign(buf_.begin(), buf_.begin() + static_cast<long>(std::min(f.length, buf_.size())));
-            buf_.erase(buf_.begin(), buf_.begin() + static_cast<long>(out.bytes.size()));
+            take(out, f.length);
             return true;
         }
         if (f.status == Status::need_more) {
@@ -51,9 +64,14 @@ bool LineReader::next(Cut& out, bool flush) {
     if (out.frame.reason[0] == '\0')
         std::snprintf(out.frame.reason, sizeof out.frame.reason, "%s",
                       out.frame.status == Status::noise ? "noise" : "not a frame");
+    take(out, n);
+    return true;
+}
+
+void LineReader::take(Cut& out, size_t n) {
+    n = std::min(n, buf_.size());
     out.bytes.assign(buf_.begin(), buf_.begin() + static_cast<long>(n));
     buf_.erase(buf_.begin(), buf_.begin() + static_cast<long>(n));
-    return true;
 }
 
 // Whether the frame carries a check: some one-byte change of it makes the

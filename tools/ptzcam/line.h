@@ -27,6 +27,11 @@ struct Cut {
 class LineReader {
 public:
     explicit LineReader(std::vector<const Protocol*> protos) : protos_(std::move(protos)) {}
+    // Once `upgrade` has seen a transfer's handshake (the owner hands it the
+    // frames of the camera being upgraded), the image and the trailer are cut
+    // by it alone, named `as`: image bytes are no frames of any protocol.
+    void follow(UpgradeStream* upgrade, const Protocol* as) { upgrade_ = upgrade, upgrade_as_ = as; }
+    bool in_transfer() const { return upgrade_ != nullptr && upgrade_->busy(); }
     void feed(const uint8_t* p, size_t n) { buf_.insert(buf_.end(), p, p + n); }
     // The next result, or false while a frame may still complete. `flush`
     // (the line went quiet, the file ended) turns a partial frame into a
@@ -35,8 +40,11 @@ public:
     bool pending() const { return !buf_.empty(); }
 
 private:
+    void take(Cut& out, size_t n);  // the first n bytes (at most all) into `out`
     std::vector<const Protocol*> protos_;
     Bytes buf_;
+    UpgradeStream* upgrade_ = nullptr;
+    const Protocol* upgrade_as_ = nullptr;
 };
 
 // How many checksummed frames of `proto` the bytes hold, read with it alone.

@@ -17,10 +17,12 @@ using namespace ptzcam;
 
 int usage(FILE* out) {
     std::fputs(
-        "usage: ptzcam camera --protocol NAME --address N[,N...] --link PATH [--fault F]...\n"
+        "usage: ptzcam camera --protocol NAME[,NAME...] --address N[,N...] --link PATH [--fault F]...\n"
         "         A simulated camera: a pseudo-terminal whose slave is linked at PATH (e.g. DIR/dev/ttyS2 of "
         "a\n"
         "         board directory). Prints every frame, moves a simulated head, answers position queries.\n"
+        "         One protocol for all addresses, or one per address (cameras of several makes on a line);\n"
+        "         a c1080b camera also shows a firmware transfer's image and trailer.\n"
         "         F: late=MS (answer MS ms late), badsum, noise (bytes before the answer), twice, silent.\n"
         "       ptzcam monitor (--device PATH [--baud N] | --file PATH) [--protocol NAME|auto]\n"
         "         Decodes a serial line (read only, never written) or a recorded byte stream. auto (the\n"
@@ -96,17 +98,28 @@ int main(int argc, char** argv) {
             fail("unknown option " + std::string(o));
         }
     }
+    if (mode == "camera") {
+        // "c1080pt" for every address, or "c1080pt,c1080b" with "1,2": one protocol each.
+        std::vector<const Protocol*> protos;
+        for (size_t from = 0; protocol != "auto" && from <= protocol.size();) {
+            const size_t comma = std::min(protocol.find(',', from), protocol.size());
+            const std::string name = protocol.substr(from, comma - from);
+            const Protocol* p = find_protocol(name);
+            if (p == nullptr) fail("unknown protocol '" + name + "' (see ptzcam --help)");
+            if (p->coax) fail(name + " travels on the coax cable, not a serial line");
+            protos.push_back(p);
+            from = comma + 1;
+        }
+        if (protos.empty()) fail("camera needs --protocol NAME");
+        if (addresses.empty()) fail("camera needs --address N");
+        if (protos.size() != 1 && protos.size() != addresses.size())
+            fail("camera needs one protocol, or one for each address");
+        if (link.empty()) fail("camera needs --link PATH");
+        return run_camera(protos, addresses, link, fault);
+    }
     const Protocol* proto = protocol == "auto" ? nullptr : find_protocol(protocol);
     if (protocol != "auto" && proto == nullptr)
         fail("unknown protocol '" + protocol + "' (see ptzcam --help)");
-
-    if (mode == "camera") {
-        if (proto == nullptr) fail("camera needs --protocol NAME");
-        if (addresses.empty()) fail("camera needs --address N");
-        if (link.empty()) fail("camera needs --link PATH");
-        if (proto->coax) fail(std::string(proto->name) + " travels on the coax cable, not a serial line");
-        return run_camera(*proto, addresses, link, fault);
-    }
     if (mode == "monitor") {
         if (device.empty() == file.empty()) fail("monitor needs --device PATH or --file PATH");
         return file.empty() ? run_monitor_device(proto, device, baud) : run_monitor_file(proto, file);

@@ -27,8 +27,9 @@ struct Fault {
 };
 bool parse_fault(std::string_view text, Fault& f);
 
-int run_camera(const Protocol& proto, const std::vector<int>& addresses, const std::string& link,
-               const Fault& fault);
+// protos: one for every address, or one per address (same order).
+int run_camera(const std::vector<const Protocol*>& protos, const std::vector<int>& addresses,
+               const std::string& link, const Fault& fault);
 // `proto` null: auto. `baud` 0: the protocol's usual rate (auto: try them).
 int run_monitor_device(const Protocol* proto, const std::string& device, unsigned baud);
 int run_monitor_file(const Protocol* proto, const std::string& file);

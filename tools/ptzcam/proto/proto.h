@@ -111,6 +111,7 @@ public:
     Frame decode(const uint8_t* p, size_t n);
     void reset() { *this = UpgradeStream{}; }
     bool in_image() const { return phase_ == Phase::image; }
+    bool busy() const { return phase_ != Phase::idle; }  // past the handshake: image or trailer next
 
 private:
     enum class Phase : uint8_t { idle, image, trailer };
