@@ -65,9 +65,6 @@ struct Line {
     Driver* direct = nullptr;  // drivers no model_id selects yet, called straight
 };
 
-Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
-    return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
-}
 Bytes ms(uint8_t x, uint8_t y, uint16_t action = 0) { return mv(x, y, action, 1); }  // with a stop after
 Bytes aux(uint16_t code, bool on = true) { return CmdBuilder(0xE091).arg16(code).action(on ? 0x0101 : 0); }
 Bytes go(uint16_t n) { return CmdBuilder(0xE014).arg16(n); }
