@@ -216,6 +216,7 @@ TEST(PtzcamProto, SerialProtocolGoldens) {
         {"autodome", sum7f({0x86, 0, 4, 0x02, 0x04, 0x00}), Z, 5, 0, 0, -1, "zoom wide"},
         // VC-C4: device character address | 0x30, no checksum
         {"vcc4", {0xFF, 0x30, 0x31, 0, 0x8A, ':', 0xEF}, GP, 1, 0, 0, 10, "go to preset 10"},
+        {"vcc4", {0xFF, 0x30, 0x31, 0, 0x89, 0xEF, 0xEF}, SP, 1, 0, 0, 191, "set preset 191"},
         {"vcc4", {0xFF, 0x30, 0x31, 0, 0x50, '0', '0', '8', 0xEF}, O, 1, 0, 0, 8, "pan speed 8"},
         {"vcc4", {0xFF, 0x30, 0x31, 0, 0x60, '2', '1', 0xEF}, M, 1, -1, 1, 0, "pan left, tilt up"},
         {"vcc4", {0xFF, 0x30, 0x30, 0, 0x90, '0', 0xEF}, O, 0, 0, 0, 0, "command start"},
@@ -299,6 +300,7 @@ TEST(PtzcamProto, SerialProtocolGoldens) {
         {"ptc107", ptc(1, "MA", d10), S, 1, 0, 0, 0, "stop"},
         {"ptc107", ptc(1, "MA", {0x80, 1, 0, 0, 0, 0, 0, 0, 1, 0}), M, 1, -128, 0, 0, "pan left 128"},
         {"ptc203", ptc(1, "MA", {0, 0, 0xF7, 1, 0, 0, 0, 0, 0, 0}), M, 1, 0, 9, 0, "tilt up 9"},
+        {"ptc203", ptc(1, "MA", {0, 0, 0x80, 1, 0, 0, 0, 0, 0, 0}), M, 1, 0, -128, 0, "tilt down 128"},
         {"ptc203", ptc(1, "AF", {0x81, 0, 0, 0, 0x01, 0, 0, 0, 0, 0}), O, 1, 0, 0, 0, "auto focus 0x81"},
         // coax: HIK-C (d0 tilt, d1 pan speed) and HDA's four bytes
         {"hikc", {0x02, 0xB5, 0, 0x14, 0, 0x02, 0, 0, 0, 0xC9}, S, -1, 0, 0, 0, "stop"},
@@ -312,6 +314,27 @@ TEST(PtzcamProto, SerialProtocolGoldens) {
     };
     // clang-format on
     for (const Golden& g : cases) check(g);
+}
+
+// A move whose frame carries speed 0 still names its direction (an HDA pan at x = 0, a HIK-C move
+// repeated from the centre, an AutoDome pan speed of 16 cut to 0).
+TEST(PtzcamProto, DirectionAtSpeedZero) {
+    const struct {
+        const char* proto;
+        Bytes bytes;
+        int pan_dir, tilt_dir;
+    } cases[] = {
+        {"hda", {0, 0x14, 0, 0}, -1, -1},
+        {"hikc", hikc(0x06, 0, 0), 0, 1},
+        {"autodome", sum7f({0x87, 0, 0, 0x05, 0, 0, 0x02}), -1, 0},
+        {"pelco-d", pd(1, 0, 0x0A, 0, 0), 1, 1},
+    };
+    for (const auto& c : cases) {
+        const Frame f = run(c.proto, c.bytes);
+        EXPECT_EQ(f.kind, Kind::move) << c.proto;
+        EXPECT_EQ(f.pan_dir, c.pan_dir) << c.proto;
+        EXPECT_EQ(f.tilt_dir, c.tilt_dir) << c.proto;
+    }
 }
 
 // Failures: a bad checksum covers its frame, an unknown command names its code, a cut frame waits for more

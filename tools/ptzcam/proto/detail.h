@@ -61,8 +61,9 @@ inline void kind(Frame& f, Kind k) {
 
 // A pan or tilt direction: -1 left/down, +1 right/up. Speed 0 with a direction is still a move; a frame
 // that carries no speed (speed < 0) gives the direction alone, as speed 1.
-inline void axis(Frame& f, int& out, const char* name, const char* word, int dir, int speed) {
+inline void axis(Frame& f, int& out, int& out_dir, const char* name, const char* word, int dir, int speed) {
     out = dir * (speed < 0 ? 1 : speed);
+    out_dir = dir;
     if (speed < 0)
         say(f, "%s %s", name, word);
     else
@@ -70,10 +71,10 @@ inline void axis(Frame& f, int& out, const char* name, const char* word, int dir
     kind(f, Kind::move);
 }
 inline void pan(Frame& f, int dir, int speed) {
-    axis(f, f.pan, "pan", dir < 0 ? "left" : "right", dir, speed);
+    axis(f, f.pan, f.pan_dir, "pan", dir < 0 ? "left" : "right", dir, speed);
 }
 inline void tilt(Frame& f, int dir, int speed) {
-    axis(f, f.tilt, "tilt", dir < 0 ? "down" : "up", dir, speed);
+    axis(f, f.tilt, f.tilt_dir, "tilt", dir < 0 ? "down" : "up", dir, speed);
 }
 // Pan and tilt from a direction pair, speeds already known; no direction on either axis is a stop.
 inline void pan_tilt(Frame& f, int pdir, int pspeed, int tdir, int tspeed) {

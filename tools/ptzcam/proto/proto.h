@@ -2,6 +2,9 @@
 // camera emulator and the line monitor to name every frame on the wire and to answer like a camera would.
 //
 // Notes for the tools (additions to the agreed interface):
+//  - Frame::pan_dir and tilt_dir give a move's direction (-1 left/down, +1 right/up) also when the frame
+//    carries speed 0, which `pan` and `tilt` cannot tell from no movement (an HDA pan at x = 0, a HIK-C
+//    move repeated from the centre).
 //  - Frame::code holds the protocol's own command word or byte of the decoded frame (0 when it has none);
 //    answer() looks at it, and the monitor may print it.
 //  - HeadState carries, besides the position, the INOS-V900 sensor block, switch word and firmware version
@@ -58,10 +61,11 @@ struct Frame {
         tilt = 0;   // move speeds in the protocol's own units, signed: right/up positive, 0 = not moving
     int value = 0;  // zoom/focus/iris: -1/0/+1 (wide/near/close negative); preset or aux number
     uint32_t abs_pan = 0, abs_tilt = 0, abs_zoom = 0;  // set_position
-    char meaning[96] = "";  // readable: "pan left 32, tilt up 16", "go to preset 5", "aux 3 on",
-                            // "set position pan 9000 tilt 1500 zoom 4000"
-    char reason[48] = "";   // for failures: "bad checksum", "unknown command 0x51", "truncated"
-    uint32_t code = 0;      // the protocol's own command word or byte
+    char meaning[96] = "";          // readable: "pan left 32, tilt up 16", "go to preset 5", "aux 3 on",
+                                    // "set position pan 9000 tilt 1500 zoom 4000"
+    char reason[48] = "";           // for failures: "bad checksum", "unknown command 0x51", "truncated"
+    uint32_t code = 0;              // the protocol's own command word or byte
+    int pan_dir = 0, tilt_dir = 0;  // -1 left/down, +1 right/up, also at speed 0; 0 = not moving
 };
 
 // Where the simulated head is, for answers.

@@ -12,7 +12,8 @@
 // 16 lower. Aux 46 on and the menu share a value, aux 1025 and 1026 read as set preset 101 and 102, and aux
 // codes above 255 (OR-ed with the on or off bit) are given as their value; those from 1024 read as presets.
 // VC-C4: FF 30 device 00 command data... EF; the device character is address OR 0x30, so addresses that
-// differ only in bits 4 and 5 are one device on the line.
+// differ only in bits 4 and 5 are one device on the line. A preset command's one character is read before
+// the end mark is looked for: preset 191 travels as 0xEF, the end mark itself.
 // Vicon: a two-byte header (0x80 | address >> 4, address low nibble | frame type) and the frame body.
 #include <cstdlib>
 #include <string_view>
@@ -245,6 +246,11 @@ Frame vcc4(const uint8_t* p, size_t n) {
     size_t end = 5;
     while (end < n && end < 9 && p[end] != 0xEF) ++end;
     if (end >= n) return n >= 9 ? noise(1) : need_more();
+    // A preset travels as the one character '0' + n modulo 256, so preset 191 is the end mark itself.
+    if (end == 5 && (p[4] == 0x89 || p[4] == 0x8A)) {
+        if (n < 7) return need_more();
+        if (p[6] == 0xEF) end = 6;
+    }
     if (end == 9) return noise(1);
     const uint8_t c = p[4];
     const uint8_t* d = p + 5;

@@ -10,7 +10,7 @@
 // HUNT: FA command (address >> 5) (address AND 0x1F) speed 00, (sum) AND 0x7F. A motion command at speed 0
 // is one of the eight frames of a stop (moves never go out at speed 0).
 // PTC107/PTC203: 02 address letter letter d0..d9 sum(1..13) 04. Pan d0 and tilt d2 are signed bytes (tilt
-// negative for up); the PTC107 sets d8 in every motion frame.
+// negative for up, but 0x80 is down); the PTC107 sets d8 in every motion frame.
 // HIK-C (coax): 02 B5 00 code d0 02 d1 d2 d3, sum of bytes 1..4 and 6..8; d0 tilt speed, d1 pan speed.
 // A coax record holds a whole frame, so a short one is truncated rather than incomplete.
 // HDA (coax): four bytes, no header, no checksum: b0 focus near/iris bits, b1 motion and preset codes,
@@ -176,6 +176,8 @@ Frame ez_common(const EzDialect& d, const uint8_t* p, size_t n) {
     if (pdir || tdir) {
         f.pan = moved.pan;
         f.tilt = moved.tilt;
+        f.pan_dir = moved.pan_dir;
+        f.tilt_dir = moved.tilt_dir;
         say(f, "%s", moved.meaning);
     }
     return f;
@@ -221,7 +223,9 @@ Frame ptc(const uint8_t* p, size_t n) {
     if (p[2] == 'A' && p[3] == 'F') return say(f, "auto focus 0x%02x", d[0]), kind(f, Kind::other), f;
     if (p[2] != 'M' || p[3] != 'A')
         return fail(Status::unknown_command, 16, "unknown command %c%c", p[2], p[3]);
-    const int pv = int8_t(d[0]), tv = -int8_t(d[2]);
+    // Tilt is negative for up, except 0x80: the PTC203's tilt down at full deflection (y = 0) wraps to it,
+    // and neither controller's up value ever reaches it.
+    const int pv = int8_t(d[0]), tv = d[2] == 0x80 ? -0x80 : -int8_t(d[2]);
     if (d[1]) pan(f, pv < 0 ? -1 : 1, pv < 0 ? -pv : pv);
     if (d[3]) tilt(f, tv < 0 ? -1 : 1, tv < 0 ? -tv : tv);
     if (d[4]) lens(f, Kind::zoom, d[4] == 0x01 ? 1 : -1);
