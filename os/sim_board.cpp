@@ -281,7 +281,10 @@ std::vector<const SimCall*> SimBoard::find(const std::string& op, const std::str
 int SimBoard::spawn(const char* const* argv, SpawnMode mode, const ExecFailure& on_fail) {
     SimCall& c = record("spawn", -1);
     c.dev = mode == SpawnMode::vfork ? "vfork" : "fork";
-    for (const char* const* a = argv; *a != nullptr; ++a) c.text += (a == argv ? "" : " ") + std::string(*a);
+    for (const char* const* a = argv; *a != nullptr; ++a) {
+        if (a != argv) c.text += ' ';
+        c.text += *a;
+    }
     if (processes.empty()) {
         c.ret = -1;
         return -1;
