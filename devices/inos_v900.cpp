@@ -56,31 +56,18 @@ constexpr uint8_t reply_type(uint8_t request) {
     }
 }
 
-using ExtFrame = std::array<uint8_t, kFrameLen>;
 using Data6 = std::array<uint8_t, 6>;
-
-constexpr ExtFrame ext_frame(uint8_t addr, uint8_t cmd, Data6 data) {
-    ExtFrame f{0xFF, addr, 0x00, cmd};
-    unsigned sum = addr + cmd;
-    for (size_t i = 0; i < data.size(); ++i) {
-        f[4 + i] = data[i];
-        sum += data[i];
-    }
-    f[10] = static_cast<uint8_t>(sum);
-    return f;
-}
-static_assert(ext_frame(1, rq::status, {}) == ExtFrame{0xFF, 1, 0, 0x93, 0, 0, 0, 0, 0, 0, 0x94});
 
 // Writes a request and waits for its answer; the receive's result (11, or
 // 0 when nothing good came in time).
 int request(Daemon& d, int port, uint16_t addr, uint8_t cmd, uint8_t* reply) {
-    const ExtFrame f = ext_frame(static_cast<uint8_t>(addr), cmd, {});
+    const PelcoDExtFrame f = pelcod_ext_frame(static_cast<uint8_t>(addr), cmd, {});
     write_serial_block(d, port, f.data(), kFrameLen, pelcod::min_wait_us);
     return recv_command(d, port, reply, 0xFF, reply_type(cmd), kFrameLen, kReplyLimitUs);
 }
 
 void send_ext(Daemon& d, int port, uint16_t addr, uint8_t cmd, Data6 data) {
-    const ExtFrame f = ext_frame(static_cast<uint8_t>(addr), cmd, data);
+    const PelcoDExtFrame f = pelcod_ext_frame(static_cast<uint8_t>(addr), cmd, data);
     write_serial_block(d, port, f.data(), kFrameLen, pelcod::min_wait_us);
 }
 

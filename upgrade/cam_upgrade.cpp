@@ -35,8 +35,7 @@ constexpr uint8_t trailer_mark = 0x65;
 }  // namespace ctl
 
 void send_control(Daemon& d, int port, uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2) {
-    const PelcoDFrame f = pelcod_frame(addr, cmd, d1, d2);
-    write_serial_block(d, port, f.data(), static_cast<int>(f.size()), 0);
+    pelcod_send(d, port, addr, cmd, d1, d2, 0);
 }
 
 // One-second steps, so that the log shows the camera's loader being waited for.

@@ -39,9 +39,7 @@ constexpr uint32_t kCamResetSeconds = 2;
 
 void send(Daemon& d, int port, uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2,
           C1080bWait wait = C1080bWait::line) {
-    const PelcoDFrame f = pelcod_frame(addr, cmd, d1, d2);
-    write_serial_block(d, port, f.data(), static_cast<int>(f.size()),
-                       wait == C1080bWait::line ? min_wait_us : 0);
+    pelcod_send(d, port, addr, cmd, d1, d2, wait == C1080bWait::line ? min_wait_us : 0);
 }
 
 void zero_speeds(Daemon& d) {

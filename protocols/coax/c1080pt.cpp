@@ -182,9 +182,7 @@ void c1080pt_report_position(Daemon& d, Cmd c, const zoombox::Position& pos) {
 
 void c1080pt_send7(Daemon& d, int port, uint8_t addr, C1080ptKind kind, uint16_t cmd, uint8_t d1,
                    uint8_t d2) {
-    const PelcoDFrame f = pelcod_frame(addr, cmd, d1, d2);
-    write_serial_block(d, port, f.data(), static_cast<int>(f.size()),
-                       kind == C1080ptKind::plain ? c1080pt::frame_wait_us : 0);
+    pelcod_send(d, port, addr, cmd, d1, d2, kind == C1080ptKind::plain ? c1080pt::frame_wait_us : 0);
 }
 
 bool c1080pt_pelcod(Daemon& d, int port, uint8_t addr, Cmd c, C1080ptKind kind) {

@@ -8,30 +8,20 @@
 #include <cstdint>
 
 #include "core/command.h"
+#include "protocols/rs485/pelco_d.h"
 #include "zoombox/zoombox.h"
 
 namespace ptz {
 class Daemon;
 
-using C1080ptFrame = std::array<uint8_t, 11>;
+using C1080ptFrame = PelcoDExtFrame;
 
-// FF addr 00 cmd, three big-endian u16 values, sum of bytes 1..9 mod 256.
+// The extended frame with three big-endian u16 values.
 constexpr C1080ptFrame c1080pt_frame(uint8_t addr, uint8_t cmd, uint16_t a, uint16_t b, uint16_t c) {
-    C1080ptFrame f{0xFF,
-                   addr,
-                   0x00,
-                   cmd,
-                   static_cast<uint8_t>(a >> 8),
-                   static_cast<uint8_t>(a),
-                   static_cast<uint8_t>(b >> 8),
-                   static_cast<uint8_t>(b),
-                   static_cast<uint8_t>(c >> 8),
-                   static_cast<uint8_t>(c),
-                   0};
-    uint8_t sum = 0;
-    for (int i = 1; i <= 9; ++i) sum = static_cast<uint8_t>(sum + f[static_cast<size_t>(i)]);
-    f[10] = sum;
-    return f;
+    return pelcod_ext_frame(
+        addr, cmd,
+        {static_cast<uint8_t>(a >> 8), static_cast<uint8_t>(a), static_cast<uint8_t>(b >> 8),
+         static_cast<uint8_t>(b), static_cast<uint8_t>(c >> 8), static_cast<uint8_t>(c)});
 }
 
 namespace c1080pt {

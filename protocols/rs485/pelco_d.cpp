@@ -187,9 +187,9 @@ void send_value16(Daemon& d, int port, uint8_t addr, uint16_t cmd, uint32_t v) {
 
 }  // namespace
 
-long pelcod_send(Daemon& d, int port, uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2) {
+long pelcod_send(Daemon& d, int port, uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2, uint32_t wait_us) {
     const PelcoDFrame f = pelcod_frame(addr, cmd, d1, d2);
-    return write_serial_block(d, port, f.data(), static_cast<int>(f.size()), min_wait_us);
+    return write_serial_block(d, port, f.data(), static_cast<int>(f.size()), wait_us);
 }
 
 void pelcod_query_position(Daemon& d, int port, uint8_t addr, uint32_t channel, int32_t requester) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace ptz {
@@ -25,6 +26,22 @@ constexpr PelcoDTviFrame pelcod_tvi_frame(uint8_t addr, uint16_t cmd, uint8_t d1
 
 static_assert(pelcod_frame(1, 0x0004, 0x20, 0) == PelcoDFrame{0xFF, 0x01, 0x00, 0x04, 0x20, 0x00, 0x25});
 
+// The extended form that the C1080 family and the INOS-V900 use for
+// positions, sensors and switches: FF addr 00 cmd, six data bytes, the sum
+// of bytes 1..9.
+using PelcoDExtFrame = std::array<uint8_t, 11>;
+constexpr PelcoDExtFrame pelcod_ext_frame(uint8_t addr, uint8_t cmd, const std::array<uint8_t, 6>& data) {
+    PelcoDExtFrame f{0xFF, addr, 0x00, cmd};
+    unsigned sum = addr + cmd;
+    for (std::size_t i = 0; i < data.size(); ++i) {
+        f[4 + i] = data[i];
+        sum += data[i];
+    }
+    f[10] = static_cast<uint8_t>(sum);
+    return f;
+}
+static_assert(pelcod_ext_frame(1, 0x93, {}) == PelcoDExtFrame{0xFF, 1, 0, 0x93, 0, 0, 0, 0, 0, 0, 0x94});
+
 namespace pelcod {
 constexpr uint16_t right = 0x0002, left = 0x0004, up = 0x0008, down = 0x0010;
 constexpr uint16_t zoom_tele = 0x0020, zoom_wide = 0x0040, focus_far = 0x0080, focus_near = 0x0100;
@@ -40,8 +57,10 @@ constexpr uint32_t min_wait_us = 35000;
 constexpr int32_t reply_limit_us = 300000;
 }  // namespace pelcod
 
-// Writes one Pelco-D frame to a port and waits the protocol's minimum.
-long pelcod_send(Daemon& d, int port, uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2);
+// Writes one Pelco-D frame to a port and waits at least `wait_us` (the
+// protocol's minimum unless a dialect says otherwise).
+long pelcod_send(Daemon& d, int port, uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2,
+                 uint32_t wait_us = pelcod::min_wait_us);
 // Asks for pan, tilt and zoom and reports them to the recorder.
 void pelcod_query_position(Daemon& d, int port, uint8_t addr, uint32_t channel, int32_t requester);
 
