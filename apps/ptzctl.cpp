@@ -262,11 +262,6 @@ Bytes getpos(const Args& a) {
     return d.done();
 }
 
-// The zoom box: left, top, width, height as u16 from offset 10, the zoom-out flag at 18.
-namespace zbox {
-constexpr size_t left = 10, top = 12, width = 14, height = 16, zoom_out = 18;
-}
-
 Bytes zoombox(const Args& in) {
     Datagram d;
     Args a = in;
@@ -277,11 +272,11 @@ Bytes zoombox(const Args& in) {
     const long long y = number("box top", a[2], 0, kPictureH - 1);
     const long long w = number("box width", a[3], 1, kPictureW - x);
     const long long h = number("box height", a[4], 1, kPictureH - y);
-    ptz::wr16(d.at(zbox::left), static_cast<uint16_t>(x));
-    ptz::wr16(d.at(zbox::top), static_cast<uint16_t>(y));
-    ptz::wr16(d.at(zbox::width), static_cast<uint16_t>(w));
-    ptz::wr16(d.at(zbox::height), static_cast<uint16_t>(h));
-    d.b[zbox::zoom_out] = out ? 1 : 0;
+    ptz::wr16(d.at(ptz::off::box_left), static_cast<uint16_t>(x));
+    ptz::wr16(d.at(ptz::off::box_top), static_cast<uint16_t>(y));
+    ptz::wr16(d.at(ptz::off::box_width), static_cast<uint16_t>(w));
+    ptz::wr16(d.at(ptz::off::box_height), static_cast<uint16_t>(h));
+    d.b[ptz::off::box_zoom_out] = out ? 1 : 0;
     return d.done();
 }
 
@@ -483,9 +478,9 @@ void describe(const Bytes& b) {
             std::printf(", requester %d", static_cast<int32_t>(ptz::rd32(p + ptz::off::requester)));
             break;
         case ptz::msg::zoom_box:
-            std::printf(", box at %u,%u size %u x %u, zoom out %u", ptz::rd16(p + zbox::left),
-                        ptz::rd16(p + zbox::top), ptz::rd16(p + zbox::width), ptz::rd16(p + zbox::height),
-                        p[zbox::zoom_out]);
+            std::printf(", box at %u,%u size %u x %u, zoom out %u", ptz::rd16(p + ptz::off::box_left),
+                        ptz::rd16(p + ptz::off::box_top), ptz::rd16(p + ptz::off::box_width),
+                        ptz::rd16(p + ptz::off::box_height), p[ptz::off::box_zoom_out]);
             break;
         case ptz::msg::upgrade:
             std::printf(", image of %u bytes", ptz::rd32(p + ptz::off::image_size));

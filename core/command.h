@@ -29,6 +29,13 @@ constexpr size_t requester = 24;
 constexpr size_t image_size = 12;
 constexpr size_t image = 16;
 constexpr size_t bypass_data = 12;
+// The zoom box drawn on the picture (0xE0AA): u16 left, top, width, height
+// in pixels, then the zoom-out flag.
+constexpr size_t box_left = 10;
+constexpr size_t box_top = 12;
+constexpr size_t box_width = 14;
+constexpr size_t box_height = 16;
+constexpr size_t box_zoom_out = 18;
 }  // namespace off
 
 namespace msg {
@@ -44,6 +51,8 @@ constexpr uint16_t bypass = 0xE0A2;
 constexpr uint16_t set_position = 0xE0A4;
 constexpr uint16_t query_position = 0xE0A6;
 constexpr uint16_t zoom_box = 0xE0AA;
+constexpr uint16_t keyboard =
+    0xE0A0;  // a keyboard's own command, passed through (not taken by the main loop)
 constexpr uint16_t goto_preset_direct = 0xE114;
 constexpr uint16_t set_preset_direct = 0xE120;
 constexpr uint16_t clear_preset_direct = 0xE122;

@@ -51,8 +51,9 @@ struct ZoomBox {
     bool zoom_out;
 };
 inline ZoomBox zoom_box_of(Cmd c) {
-    const int x = rd16(c.p + 10), y = rd16(c.p + 12), w = rd16(c.p + 14), h = rd16(c.p + 16);
-    return {x + w / 2, y + h / 2, w, h, c.p[18] != 0};
+    const int x = rd16(c.p + off::box_left), y = rd16(c.p + off::box_top), w = rd16(c.p + off::box_width),
+              h = rd16(c.p + off::box_height);
+    return {x + w / 2, y + h / 2, w, h, c.p[off::box_zoom_out] != 0};
 }
 
 // Reads the camera's position: up to three tries, a tilt below the horizon

@@ -32,7 +32,6 @@ namespace ptz {
 
 namespace {
 
-constexpr uint16_t kWkcSpecial = 0xE0A0;  // a WKC keyboard command, passed through as it stands
 constexpr uint32_t kTxSettleUs = 1000, kMinWaitUs = 1000;
 constexpr uint8_t kQuery = 0x40, kPositionReply = 0xC5;
 constexpr int kPositionReplyLen = 7, kSetPositionAckLen = 3;
@@ -267,7 +266,7 @@ void wkc_action(Daemon& d, const Wkc& p, int port, uint16_t addr, uint8_t* cmd) 
             break;
         case msg::aux:
         case msg::aux2: aux(d, p, port, addr, c); break;
-        case kWkcSpecial:
+        case msg::keyboard:
             d.log("PTZSVR : special command from WKC keyboard %02xh - %02xh, %02xh\n", c.action(), c.x(),
                   c.y());
             send3(d, p, port, addr, static_cast<uint8_t>(c.action()), c.x(), c.y());

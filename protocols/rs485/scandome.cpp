@@ -31,7 +31,6 @@ namespace {
 constexpr uint32_t kTxSettleUs = 500;
 constexpr uint32_t kMinWaitUs = 1000;
 constexpr uint32_t kStopGapUs = 100000;
-constexpr uint16_t kHtxKeyboard = 0xE0A0;
 
 using ScanDomeFrame = std::array<uint8_t, 7>;
 
@@ -179,7 +178,7 @@ void PTZAction_ScanDome(Daemon& d, int port, uint16_t addr, uint8_t* cmd) {
             break;
         case msg::move:
         case msg::move_cont: scandome_move(d, port, addr, c); break;
-        case kHtxKeyboard: htx_keyboard(d, port, addr, c); break;
+        case msg::keyboard: htx_keyboard(d, port, addr, c); break;
         case msg::aux:
         case msg::aux2:
             d.log("PTZSVR : scandome2 aux control(%d,%d)\n", c.arg16(), c.action());
@@ -195,7 +194,7 @@ void PTZAction_ScanDome2(Daemon& d, int port, uint16_t addr, uint8_t* cmd) {
         case msg::stop: send(d, port, addr, kStop); break;
         case msg::move:
         case msg::move_cont: scandome2_move(d, port, addr, c); break;
-        case kHtxKeyboard: htx_keyboard(d, port, addr, c); break;
+        case msg::keyboard: htx_keyboard(d, port, addr, c); break;
         case msg::aux:
         case msg::aux2:
             d.log("PTZSVR : scandome2 aux control(%d)\n", c.arg16());
