@@ -17,26 +17,36 @@ extern "C" {
 #define PTZMSG_MAX 32
 
 /* Each builder writes one complete datagram into out (PTZMSG_MAX bytes),
- * zero-filling every byte it does not set, and returns its length. */
+ * zero-filling every byte it does not set, and returns its length (28). */
+
+/* A move (action 0 pan/tilt, 1 zoom, 2 focus, 3 iris; x and y centred on
+ * 0x40), 0xE011; the continuous form 0xE012 takes the same fields. */
 size_t ptzmsg_move(uint8_t* out, uint16_t channel, uint16_t action, uint8_t x, uint8_t y,
                    uint8_t stop_after_action); /* 0xE011 */
+size_t ptzmsg_move_cont(uint8_t* out, uint16_t channel, uint16_t action, uint8_t x, uint8_t y,
+                        uint8_t stop_after_action); /* 0xE012 */
 size_t ptzmsg_stop(uint8_t* out, uint16_t channel); /* 0xE013 */
 /* Presets by the camera's own number: 0xE114 go to, 0xE120 store, 0xE122 clear;
  * by preset-table entry: 0xE014, 0xE020, 0xE022. The number goes where the
- * message id carries it (offset 12 for go to, 10 for store and clear). */
+ * message id carries it (offset 12 for go to, 10 for store and clear).
+ * Any other msg_id builds nothing and returns 0 (so does ptzmsg_aux). */
 size_t ptzmsg_preset(uint8_t* out, uint16_t msg_id, uint16_t channel, uint16_t preset);
 /* Aux function: 0xE091 with a vocabulary code, 0xE090 with a recorder code. */
 size_t ptzmsg_aux(uint8_t* out, uint16_t msg_id, uint16_t channel, uint16_t code, int on);
 size_t ptzmsg_set_position(uint8_t* out, uint16_t channel, uint32_t pan, uint32_t tilt,
-                           uint32_t zoom); /* 0xE0A4 */
+                           uint32_t zoom);                                       /* 0xE0A4 */
 size_t ptzmsg_query_position(uint8_t* out, uint16_t channel, int32_t requester); /* 0xE0A6 */
 size_t ptzmsg_zoom_box(uint8_t* out, uint16_t channel, uint16_t left, uint16_t top, uint16_t width,
                        uint16_t height, uint8_t zoom_out); /* 0xE0AA */
 
-/* A datagram socket for sending to the daemon at socket_path: the
- * descriptor, or -1 with errno set. */
+/* A datagram socket connected to the daemon's socket at socket_path: the
+ * descriptor, or -1 with errno set (ENOENT or ECONNREFUSED: no daemon
+ * listens there; ENAMETOOLONG: the path does not fit a socket address).
+ * Close it with close(). */
 int ptzmsg_open(const char* socket_path);
-/* Sends one datagram on a descriptor from ptzmsg_open: 0, or -1 with errno. */
+/* Sends one datagram of any length on a descriptor from ptzmsg_open,
+ * waiting while the daemon's queue is full: 0, or -1 with errno. After the
+ * daemon restarts, sends fail (ECONNREFUSED, then ENOTCONN): open again. */
 int ptzmsg_send(int fd, const uint8_t* msg, size_t len);
 
 /* The position report (0x4014): reply tag, channel, status, three values. */
