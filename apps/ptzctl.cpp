@@ -2,13 +2,13 @@
 // sends it to a running ptzsvr (or prints it with --dry-run). Every message id
 // the daemon takes has a command; `raw` sends any bytes at all.
 //
-// The datagram is laid out with the daemon's own offsets (core/command.h), so
-// the tool and the daemon cannot disagree about where a field lives. Arguments
-// are checked before anything is built: a bad one is a one-line error and
-// exit status 2, never a malformed datagram.
+// The datagrams are those of every recorder process (client/ptzmsg.h); the
+// firmware image and the line bypass, which only engineers send, are laid out
+// here with the daemon's own offsets (core/command.h). Arguments are checked
+// before anything is built: a bad one is a one-line error and exit status 2,
+// never a malformed datagram.
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,6 +22,7 @@
 #include <string_view>
 #include <vector>
 
+#include "client/ptzmsg.h"
 #include "common/wire.h"
 #include "core/command.h"
 
@@ -83,13 +84,23 @@ void hex_bytes(Bytes& out, std::string_view text) {
     }
 }
 
-// A command datagram under construction.
+uint16_t channel(std::string_view text) {
+    return static_cast<uint16_t>(number("channel", text, 0, kChannels - 1));
+}
+
+// A datagram from the library.
+struct Msg {
+    uint8_t b[PTZMSG_MAX];
+    Bytes take(size_t len) const { return Bytes(b, b + len); }
+};
+
+// A datagram of variable length under construction.
 struct Datagram {
     Bytes b = Bytes(kCommandSize, 0);
     uint8_t* at(size_t off) { return b.data() + off; }
-    void header(uint16_t id, std::string_view channel) {
+    void header(uint16_t id, std::string_view ch) {
         ptz::wr16(at(ptz::off::msg_id), id);
-        ptz::wr16(at(ptz::off::channel), static_cast<uint16_t>(number("channel", channel, 0, kChannels - 1)));
+        ptz::wr16(at(ptz::off::channel), channel(ch));
     }
     // body_size counts the bytes behind the 8-byte header; the daemon only logs it.
     Bytes done() {
@@ -122,51 +133,48 @@ void positional(const Args& a, size_t lo, size_t hi, const char* synopsis) {
 }
 
 Bytes move(Args a, bool raw) {
-    Datagram d;
     const bool cont = take(a, "--cont"), stop = take(a, "--stop");
     positional(a, 3, 3, raw ? "CH X Y [--cont] [--stop]" : "CH PAN TILT [--cont] [--stop]");
-    d.header(cont ? ptz::msg::move_cont : ptz::msg::move, a[0]);
-    ptz::wr16(d.at(ptz::off::action), ptz::act::pan_tilt);
+    const uint16_t ch = channel(a[0]);
+    uint8_t x, y;
     if (raw) {
-        d.b[ptz::off::x] = static_cast<uint8_t>(number("x", a[1], 0, 0xFF));
-        d.b[ptz::off::y] = static_cast<uint8_t>(number("y", a[2], 0, 0xFF));
+        x = static_cast<uint8_t>(number("x", a[1], 0, 0xFF));
+        y = static_cast<uint8_t>(number("y", a[2], 0, 0xFF));
     } else {
         // Signed speeds around the 0x40 centre: right and up are positive.
-        d.b[ptz::off::x] = static_cast<uint8_t>(0x40 + number("pan speed", a[1], -64, 63));
-        d.b[ptz::off::y] = static_cast<uint8_t>(0x40 + number("tilt speed", a[2], -64, 63));
+        x = static_cast<uint8_t>(0x40 + number("pan speed", a[1], -64, 63));
+        y = static_cast<uint8_t>(0x40 + number("tilt speed", a[2], -64, 63));
     }
-    d.b[ptz::off::stop_after_action] = stop ? 1 : 0;
-    return d.done();
+    Msg m;
+    return m.take((cont ? ptzmsg_move_cont : ptzmsg_move)(m.b, ch, ptz::act::pan_tilt, x, y, stop ? 1 : 0));
 }
 
 // zoom/focus/iris: a direction word and a speed 0..11 (the driver's
 // abs(x - 0x40) / 16), or the raw x byte.
 Bytes lens(Args a, uint16_t action, std::string_view up, std::string_view down) {
-    Datagram d;
-    d.b[ptz::off::stop_after_action] = take(a, "--stop");
+    const bool stop = take(a, "--stop");
     positional(a, 2, 3, "CH DIRECTION [SPEED] [--stop] or CH X [--stop]");
-    d.header(ptz::msg::move, a[0]);
-    ptz::wr16(d.at(ptz::off::action), action);
+    const uint16_t ch = channel(a[0]);
     const std::string_view dir = a[1];
+    uint8_t x;
     if (dir == up || dir == down) {
         // x <= 0x40 is the low side, so the low side reaches speed 4 at most.
         const long long s = a.size() > 2 ? number("speed", a[2], 0, dir == up ? 11 : 4) : 1;
-        d.b[ptz::off::x] = static_cast<uint8_t>(dir == up ? 0x40 + 16 * s : 0x40 - 16 * s);
+        x = static_cast<uint8_t>(dir == up ? 0x40 + 16 * s : 0x40 - 16 * s);
     } else {
         positional(a, 2, 2, "CH X [--stop]");
-        d.b[ptz::off::x] = static_cast<uint8_t>(number("x", dir, 0, 0xFF));
+        x = static_cast<uint8_t>(number("x", dir, 0, 0xFF));
     }
-    d.b[ptz::off::y] = 0x40;
-    return d.done();
+    Msg m;
+    return m.take(ptzmsg_move(m.b, ch, action, x, 0x40, stop ? 1 : 0));
 }
 
-Bytes preset(const Args& a, uint16_t id, size_t field, bool entry) {
-    Datagram d;
-    d.header(id, a[0]);
+Bytes preset(const Args& a, uint16_t id, bool entry) {
+    const uint16_t ch = channel(a[0]);
     const long long n = entry ? number("preset table entry", a[1], 0, kPresetEntries - 1)
                               : number("preset", a[1], 1, 255);  // the frames carry one byte
-    ptz::wr16(d.at(field), static_cast<uint16_t>(n));
-    return d.done();
+    Msg m;
+    return m.take(ptzmsg_preset(m.b, id, ch, static_cast<uint16_t>(n)));
 }
 
 // Aux functions by name: the recorder's menu keys (which the daemon rewrites)
@@ -202,7 +210,6 @@ constexpr AuxName kAuxNames[] = {
 };
 
 Bytes aux(const Args& a) {
-    Datagram d;
     const std::string_view what = a[1];
     uint16_t id = ptz::msg::aux2, code = 0;
     size_t next = 2;
@@ -223,34 +230,30 @@ Bytes aux(const Args& a) {
         }
     }
     if (a.size() != next + 1 || (a[next] != "on" && a[next] != "off")) fail("aux needs 'on' or 'off' last");
-    d.header(id, a[0]);
-    ptz::wr16(d.at(ptz::off::action), a[next] == "on" ? ptz::act::aux_on : 0);
-    ptz::wr16(d.at(ptz::off::arg16), code);
-    return d.done();
+    Msg m;
+    return m.take(ptzmsg_aux(m.b, id, channel(a[0]), code, a[next] == "on"));
 }
 
 Bytes aux_entry(const Args& a) {
-    Datagram d;
     // The daemon sends the preset of table entry V + 16 for these.
     if (a[2] != "on" && a[2] != "off") fail("aux-entry needs 'on' or 'off' last");
-    d.header(ptz::msg::aux, a[0]);
-    ptz::wr16(d.at(ptz::off::action), a[2] == "on" ? ptz::act::aux_on : 0);
-    ptz::wr16(d.at(ptz::off::arg16), static_cast<uint16_t>(number("aux value", a[1], 0, 112)));
-    return d.done();
+    const uint16_t ch = channel(a[0]);
+    const auto value = static_cast<uint16_t>(number("aux value", a[1], 0, 112));
+    Msg m;
+    return m.take(ptzmsg_aux(m.b, ptz::msg::aux, ch, value, a[2] == "on"));
 }
 
 Bytes setpos(const Args& a) {
-    Datagram d;
-    d.header(ptz::msg::set_position, a[0]);
-    ptz::wr32(d.at(ptz::off::pan), static_cast<uint32_t>(number("pan", a[1], 0, UINT32_MAX)));
-    ptz::wr32(d.at(ptz::off::tilt), static_cast<uint32_t>(number("tilt", a[2], 0, UINT32_MAX)));
-    ptz::wr32(d.at(ptz::off::zoom), static_cast<uint32_t>(number("zoom", a[3], 0, UINT32_MAX)));
-    return d.done();
+    const uint16_t ch = channel(a[0]);
+    const auto pan = static_cast<uint32_t>(number("pan", a[1], 0, UINT32_MAX));
+    const auto tilt = static_cast<uint32_t>(number("tilt", a[2], 0, UINT32_MAX));
+    const auto zoom = static_cast<uint32_t>(number("zoom", a[3], 0, UINT32_MAX));
+    Msg m;
+    return m.take(ptzmsg_set_position(m.b, ch, pan, tilt, zoom));
 }
 
 Bytes getpos(const Args& a) {
-    Datagram d;
-    d.header(ptz::msg::query_position, a[0]);
+    const uint16_t ch = channel(a[0]);
     int32_t tag = 0;
     if (a.size() == 3) {
         if (a[1] != "--requester") fail("unexpected argument '%.*s'", int(a[1].size()), a[1].data());
@@ -258,26 +261,22 @@ Bytes getpos(const Args& a) {
     } else if (a.size() != 1) {
         fail("getpos takes CH [--requester TAG]");
     }
-    ptz::wr32(d.at(ptz::off::requester), static_cast<uint32_t>(tag));
-    return d.done();
+    Msg m;
+    return m.take(ptzmsg_query_position(m.b, ch, tag));
 }
 
 Bytes zoombox(const Args& in) {
-    Datagram d;
     Args a = in;
     const bool out = take(a, "--out");
     positional(a, 5, 5, "CH X Y W H [--out]");
-    d.header(ptz::msg::zoom_box, a[0]);
+    const uint16_t ch = channel(a[0]);
     const long long x = number("box left", a[1], 0, kPictureW - 1);
     const long long y = number("box top", a[2], 0, kPictureH - 1);
     const long long w = number("box width", a[3], 1, kPictureW - x);
     const long long h = number("box height", a[4], 1, kPictureH - y);
-    ptz::wr16(d.at(ptz::off::box_left), static_cast<uint16_t>(x));
-    ptz::wr16(d.at(ptz::off::box_top), static_cast<uint16_t>(y));
-    ptz::wr16(d.at(ptz::off::box_width), static_cast<uint16_t>(w));
-    ptz::wr16(d.at(ptz::off::box_height), static_cast<uint16_t>(h));
-    d.b[ptz::off::box_zoom_out] = out ? 1 : 0;
-    return d.done();
+    Msg m;
+    return m.take(ptzmsg_zoom_box(m.b, ch, static_cast<uint16_t>(x), static_cast<uint16_t>(y),
+                                  static_cast<uint16_t>(w), static_cast<uint16_t>(h), out ? 1 : 0));
 }
 
 Bytes upgrade(const Args& a) {
@@ -323,10 +322,9 @@ Bytes raw(const Args& a) {
     return b;
 }
 
-Bytes simple(const Args& a, uint16_t id) {
-    Datagram d;
-    d.header(id, a[0]);
-    return d.done();
+Bytes stop(const Args& a) {
+    Msg m;
+    return m.take(ptzmsg_stop(m.b, channel(a[0])));
 }
 
 constexpr Command kCommands[] = {
@@ -344,22 +342,21 @@ constexpr Command kCommands[] = {
      [](const Args& a) { return lens(a, ptz::act::focus, "far", "near"); }},
     {"iris", "CH open|close [SPEED] [--stop] | CH X [--stop]", "Iris open or close; or raw x.", 2, 4,
      [](const Args& a) { return lens(a, ptz::act::iris, "open", "close"); }},
-    {"stop", "CH", "Stop all motion (0xE013).", 1, 1,
-     [](const Args& a) { return simple(a, ptz::msg::stop); }},
+    {"stop", "CH", "Stop all motion (0xE013).", 1, 1, stop},
     {"goto", "CH N", "Go to preset N (1..255) as the camera numbers it (0xE114).", 2, 2,
-     [](const Args& a) { return preset(a, ptz::msg::goto_preset_direct, ptz::off::arg16, false); }},
+     [](const Args& a) { return preset(a, ptz::msg::goto_preset_direct, false); }},
     {"store", "CH N", "Store the current position as preset N (0xE120).", 2, 2,
-     [](const Args& a) { return preset(a, ptz::msg::set_preset_direct, ptz::off::action, false); }},
+     [](const Args& a) { return preset(a, ptz::msg::set_preset_direct, false); }},
     {"clear", "CH N", "Clear preset N (0xE122).", 2, 2,
-     [](const Args& a) { return preset(a, ptz::msg::clear_preset_direct, ptz::off::action, false); }},
+     [](const Args& a) { return preset(a, ptz::msg::clear_preset_direct, false); }},
     {"goto-entry", "CH K",
      "Go to the preset held in entry K of the channel's preset table (0xE014; the daemon looks it up,\n"
      "and stops the camera first when the last command was a position command).",
-     2, 2, [](const Args& a) { return preset(a, ptz::msg::goto_preset, ptz::off::arg16, true); }},
+     2, 2, [](const Args& a) { return preset(a, ptz::msg::goto_preset, true); }},
     {"store-entry", "CH K", "Store the preset of table entry K (0xE020).", 2, 2,
-     [](const Args& a) { return preset(a, ptz::msg::set_preset, ptz::off::action, true); }},
+     [](const Args& a) { return preset(a, ptz::msg::set_preset, true); }},
     {"clear-entry", "CH K", "Clear the preset of table entry K (0xE022).", 2, 2,
-     [](const Args& a) { return preset(a, ptz::msg::clear_preset, ptz::off::action, true); }},
+     [](const Args& a) { return preset(a, ptz::msg::clear_preset, true); }},
     {"aux", "CH CODE|NAME [N] on|off", nullptr, 3, 4, aux},
     {"aux-entry", "CH V on|off",
      "Aux value V as the recorder sends it (0xE090): the daemon sends the preset of table entry V + 16.", 3,
@@ -494,21 +491,19 @@ void describe(const Bytes& b) {
 // --- sending ---------------------------------------------------------------
 
 int send(const std::string& path, const Bytes& b) {
-    sockaddr_un addr{};
-    addr.sun_family = AF_UNIX;
-    if (path.size() >= sizeof addr.sun_path) fail("socket path %s is too long", path.c_str());
-    path.copy(addr.sun_path, sizeof addr.sun_path - 1);
-    const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) fail("socket: %s", std::strerror(errno));
-    // A firmware image makes a datagram larger than the default send buffer.
-    int size = static_cast<int>(b.size()) * 2 + 4096;
-    if (::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size) != 0 || b.size() > 100000)
-        ::setsockopt(fd, SOL_SOCKET, SO_SNDBUFFORCE, &size, sizeof size);  // root only; best effort
-    const ssize_t n =
-        ::sendto(fd, b.data(), b.size(), 0, reinterpret_cast<const sockaddr*>(&addr), sizeof addr);
-    const int err = errno;
-    ::close(fd);
-    if (n == static_cast<ssize_t>(b.size())) return 0;
+    const int fd = ptzmsg_open(path.c_str());
+    int err = errno;
+    if (fd < 0 && err == ENAMETOOLONG) fail("socket path %s is too long", path.c_str());
+    if (fd >= 0) {
+        // A firmware image makes a datagram larger than the default send buffer.
+        int size = static_cast<int>(b.size()) * 2 + 4096;
+        if (::setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size) != 0 || b.size() > 100000)
+            ::setsockopt(fd, SOL_SOCKET, SO_SNDBUFFORCE, &size, sizeof size);  // root only; best effort
+        const int sent = ptzmsg_send(fd, b.data(), b.size());
+        err = errno;
+        ::close(fd);
+        if (sent == 0) return 0;
+    }
     if (err == ENOENT || err == ECONNREFUSED)
         std::fprintf(stderr, "ptzctl: nobody listens on %s (%s)\n", path.c_str(), std::strerror(err));
     else if (err == EMSGSIZE || err == ENOBUFS)
