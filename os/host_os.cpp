@@ -20,6 +20,7 @@
 #include <string_view>
 #include <utility>
 
+#include "client/ptzmsg.h"
 #include "common/wire.h"
 #include "os/requests.h"
 #include "os/target_os.h"
@@ -160,6 +161,7 @@ HostOs::HostOs(std::string board_dir, const std::string& trace_path, size_t conf
     posix::tighten_timers();
     // The socket and the pid file live in /tmp; a fresh board may lack it.
     ::mkdir((board_ + "/tmp").c_str(), 0755);
+    report_fd_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (!trace_path.empty()) {
         trace_ = std::fopen(trace_path.c_str(), "w");
         if (trace_ == nullptr)
@@ -169,6 +171,7 @@ HostOs::HostOs(std::string board_dir, const std::string& trace_path, size_t conf
 
 HostOs::~HostOs() {
     if (trace_ != nullptr) std::fclose(trace_);
+    if (report_fd_ >= 0) ::close(report_fd_);
 }
 
 std::string HostOs::board_path(const char* path) const {
@@ -339,6 +342,10 @@ int HostOs::ioctl_ptr(int fd, unsigned long req, void* arg) {
 
 int HostOs::simulate(const Desc& d, unsigned long req, void* arg) {
     if (d.kind == Kind::con2rec && req == req::conf_load) return load_conf(d, arg);
+    if (d.kind == Kind::con2rec && req == req::report) {
+        forward_report(arg);
+        return 0;
+    }
     if (d.kind == Kind::av_devs && req == req::coc_tx && arg != nullptr) {
         // What the capture driver would put on the channel's cable, shown
         // like the bytes of a monitored serial line.
@@ -356,6 +363,18 @@ int HostOs::simulate(const Desc& d, unsigned long req, void* arg) {
         return fill_status(d, arg);
     }
     return 0;  // the recorder's drivers accept whatever else the daemon asks
+}
+
+// The recorder core hands each report to the process whose tag it carries;
+// here every report goes to whoever listens on the report socket. Nobody
+// listening, a full queue or a bad record never holds the daemon up.
+void HostOs::forward_report(const void* arg) {
+    const auto* report = static_cast<const ReportArg*>(arg);
+    if (report == nullptr || report->msg == nullptr || report_fd_ < 0 || report_addr_.sun_family != AF_UNIX)
+        return;
+    const KeepErrno keep;
+    ::sendto(report_fd_, report->msg, kReportMsgSize, MSG_DONTWAIT | MSG_NOSIGNAL,
+             reinterpret_cast<const sockaddr*>(&report_addr_), sizeof report_addr_);
 }
 
 // The recorder core's answer: buffer B is the image in DIR/dev/con2rec as it
@@ -460,7 +479,16 @@ int HostOs::socket_dgram() {
     return fd;
 }
 
-int HostOs::bind_unix(int fd, const char* path) { return posix::bind_unix(fd, board_path(path).c_str()); }
+int HostOs::bind_unix(int fd, const char* path) {
+    const std::string host = board_path(path);
+    // The daemon binds only its command socket; the reports go beside it.
+    sockaddr_un addr{};
+    if (ptzmsg_report_path(host.c_str(), addr.sun_path, sizeof addr.sun_path) == 0) {
+        addr.sun_family = AF_UNIX;
+        report_addr_ = addr;
+    }
+    return posix::bind_unix(fd, host.c_str());
+}
 
 int HostOs::wait_readable(int fd, int64_t timeout_us) {
     int ret = 0;

@@ -13,7 +13,12 @@
 //   /dev/dio, /dev/orv_poc, /dev/wdt, /dev/misc/vdrv0) are regular files whose
 //   requests the runner answers itself; no request ever reaches the kernel.
 // - Every device call can be recorded as one JSON object per line.
+// - Each position report handed to "/dev/con2rec" also goes, as one datagram,
+//   to the socket "ptzreport.sock" beside the daemon's command socket
+//   (DIR/tmp/ptzreport.sock), for the clients that asked for positions.
 #pragma once
+
+#include <sys/un.h>
 
 #include <chrono>
 #include <cstddef>
@@ -98,6 +103,7 @@ private:
     int load_conf(const Desc& d, void* arg);
     int fill_status(const Desc& d, void* arg);
     void show_on_monitor(const Desc& d, const void* buf, size_t len);
+    void forward_report(const void* arg);
 
     std::string board_;
     std::string error_;
@@ -107,6 +113,8 @@ private:
     std::chrono::steady_clock::time_point start_;
     std::map<int, Desc> fds_;
     std::set<int> sockets_;
+    int report_fd_ = -1;
+    sockaddr_un report_addr_{};  // sun_family stays 0 until the daemon binds its socket
 };
 
 }  // namespace ptz

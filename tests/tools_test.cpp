@@ -388,6 +388,7 @@ protected:
 // The head turns at the commanded speeds; after a stop the daemon reads back
 // exactly where it stands, then a set position and a recalled preset.
 TEST_F(EndToEndTest, DaemonReadsBackWhereTheSimulatedHeadWent) {
+    const int client = listen_at(dir_ / "tmp/ptzreport.sock");  // where a client takes the reports
     start();
     command({"move", "0", "30", "10"});  // right 30 and up 10 degrees a second
     usleep(800000);
@@ -407,6 +408,17 @@ TEST_F(EndToEndTest, DaemonReadsBackWhereTheSimulatedHeadWent) {
     EXPECT_NEAR(pan, 3 * tilt, 30);  // the two axes ran for the same time
     EXPECT_GT(pan, 2000);            // at least 0.67 s at 30 degrees a second
     EXPECT_EQ(query(1000), (std::vector<int64_t>{1000, 0, 1, pan, tilt, 0}));
+    // The same report, sent before the trace records it: 0x4014, 24 bytes of body, then the words.
+    const Bytes r = received(client);
+    ASSERT_EQ(r.size(), 32u);
+    EXPECT_EQ(hex(Bytes(r.begin(), r.begin() + 8)), "14 40 00 00 18 00 00 00");
+    std::vector<int64_t> words;
+    for (size_t at = 8; at < 32; at += 4) {
+        const uint32_t v = r[at] | r[at + 1] << 8 | r[at + 2] << 16 | uint32_t(r[at + 3]) << 24;
+        words.push_back(at == 8 ? int64_t(int32_t(v)) : int64_t(v));
+    }
+    EXPECT_EQ(words, (std::vector<int64_t>{1000, 0, 1, pan, tilt, 0}));
+    close(client);
 
     command({"setpos", "0", "9000", "1500", "4000"});
     command({"store", "0", "5"});
