@@ -24,7 +24,10 @@ constexpr size_t kCommandSize = 28;
 constexpr size_t kHeaderSize = 8;
 static_assert(kCommandSize == ptz::off::requester + 4 && kCommandSize <= PTZMSG_MAX);
 
+// The position report: msg_id and body_size as in a command, then 32-bit
+// words: the tag at 8, channel 12, status 16 and the three values from 20.
 constexpr size_t kReportBodySize = PTZMSG_REPORT_SIZE - kHeaderSize;
+constexpr size_t kReportTag = 8, kReportChannel = 12, kReportStatus = 16, kReportValues = 20;
 constexpr char kReportName[] = "ptzreport.sock";
 
 size_t begin(uint8_t* out, uint16_t msg_id, uint16_t channel) {
@@ -139,13 +142,13 @@ int ptzmsg_send(int fd, const uint8_t* msg, size_t len) {
 }
 
 int ptzmsg_parse_report(const uint8_t* msg, size_t len, struct ptzmsg_report* out) {
-    if (len < PTZMSG_REPORT_SIZE || ptz::rd16(msg) != ptz::msg::position_report ||
-        ptz::rd32(msg + 4) != kReportBodySize)
+    if (len < PTZMSG_REPORT_SIZE || ptz::rd16(msg + ptz::off::msg_id) != ptz::msg::position_report ||
+        ptz::rd32(msg + ptz::off::body_size) != kReportBodySize)
         return -1;
-    out->tag = static_cast<int32_t>(ptz::rd32(msg + 8));
-    out->channel = ptz::rd32(msg + 12);
-    out->status = ptz::rd32(msg + 16);
-    for (int i = 0; i < 3; ++i) out->value[i] = ptz::rd32(msg + 20 + 4 * i);
+    out->tag = static_cast<int32_t>(ptz::rd32(msg + kReportTag));
+    out->channel = ptz::rd32(msg + kReportChannel);
+    out->status = ptz::rd32(msg + kReportStatus);
+    for (int i = 0; i < 3; ++i) out->value[i] = ptz::rd32(msg + kReportValues + 4 * i);
     return 0;
 }
 
