@@ -36,6 +36,11 @@ size_t ptzmsg_aux(uint8_t* out, uint16_t msg_id, uint16_t channel, uint16_t code
 size_t ptzmsg_set_position(uint8_t* out, uint16_t channel, uint32_t pan, uint32_t tilt,
                            uint32_t zoom);                                       /* 0xE0A4 */
 size_t ptzmsg_query_position(uint8_t* out, uint16_t channel, int32_t requester); /* 0xE0A6 */
+/* The report answering a query carries its requester as the tag when the
+ * recorder routes that tag (0, 1, 1000..60999), else -1. ptzonvif asks with
+ * tags in 60000..60999; the recorder's other processes keep out of them. */
+#define PTZMSG_TAG_ONVIF_FIRST 60000
+#define PTZMSG_TAG_ONVIF_LAST 60999
 size_t ptzmsg_zoom_box(uint8_t* out, uint16_t channel, uint16_t left, uint16_t top, uint16_t width,
                        uint16_t height, uint8_t zoom_out); /* 0xE0AA */
 
