@@ -17,7 +17,7 @@
 #include <cstring>
 
 #include "core/daemon.h"
-#include "devices/report.h"
+#include "core/report.h"
 #include "protocols/coax/c1080b_aux.h"
 #include "protocols/drivers.h"
 #include "protocols/rs485/pelco_d.h"
