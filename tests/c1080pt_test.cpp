@@ -64,6 +64,7 @@ protected:
     void SetUp() override {
         CameraTest::SetUp();
         channel(1, 2, 770, kAddr);
+        channel(2, 2, 770, 256);
         start();
     }
 };
@@ -110,6 +111,11 @@ TEST_F(C1080PT, PositionReadAndReport) {
     answering({reply(100, 18801, 300)});
     handle(1, query(1000));
     EXPECT_TRUE(logged("Z20B : shrink tilt 18801 -> 0\n"));
+    // Address 256: its low byte on the line, the whole address in the failure lines.
+    answering({});
+    handle(2, query(1000, 2));
+    EXPECT_EQ(writes(), std::vector<Bytes>(3, bytes(c1080pt_frame(0, 0x93, 0, 0, 0))));
+    EXPECT_TRUE(logged("ptzsvr(C1080PT_get_pos) : addr 256 getpos failure. tryed 2 times\n"));
 }
 
 TEST_F(C1080PT, SilentCameraCostsThreeTimeOutsAndTheDaemonGoesOn) {
@@ -220,6 +226,7 @@ protected:
     void SetUp() override {
         CameraTest::SetUp();
         for (int mode = 0; mode < 4; ++mode) channel(mode, 2, kModels[mode], kAddr);
+        channel(4, 2, kModels[0], 256);
         start();
     }
 };
@@ -242,6 +249,9 @@ TEST_F(Wonwoo, OneReadTiltAsGivenNoPause) {
         EXPECT_TRUE(logged("C1080PT_WONWOO_send_get_pos for 1\n"));
         EXPECT_FALSE(logged("Z20B : shrink tilt 35500 -> 0\n"));
     }
+    answering({});
+    handle(4, query(5, 4));
+    EXPECT_TRUE(logged("ptzsvr(C1080PT_WONWOO_get_pos) : addr 256 getpos failure\n"));
     // No minimum pause after a frame: transmit settle and line time only.
     board.clear_calls();
     handle(1, CmdBuilder(0xE014, 1).arg16(12));

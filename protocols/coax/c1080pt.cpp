@@ -122,9 +122,10 @@ void handle_aux(Daemon& d, int port, uint8_t addr, Cmd c) {
     }
 }
 
-void zoom_box(Daemon& d, int port, uint8_t addr, Cmd c) {
+void zoom_box(Daemon& d, int port, uint16_t addr16, Cmd c) {
+    const auto addr = static_cast<uint8_t>(addr16);
     const ZoomBox box = zoom_box_of(c);
-    const zoombox::Position cur = C1080PT_get_pos(d, port, addr);
+    const zoombox::Position cur = C1080PT_get_pos(d, port, addr16);
     zoombox::Position next = cur;
     if (box.zoom_out) {
         next.zoom = c1080pt::wide_probe_zoom;
@@ -139,10 +140,10 @@ void zoom_box(Daemon& d, int port, uint8_t addr, Cmd c) {
 
 }  // namespace
 
-zoombox::Position C1080PT_get_pos(Daemon& d, int port, uint8_t addr) {
+zoombox::Position C1080PT_get_pos(Daemon& d, int port, uint16_t addr) {
     uint8_t reply[20];
     for (int attempt = 1; attempt <= c1080pt::attempts; ++attempt) {
-        if (read_position(d, port, addr, c1080pt::request_wait_us, reply)) break;
+        if (read_position(d, port, static_cast<uint8_t>(addr), c1080pt::request_wait_us, reply)) break;
         if (attempt < c1080pt::attempts)
             d.log("ptzsvr(%s) : addr %d getpos failure. tryed %d times\n", "C1080PT_get_pos", addr, attempt);
     }
@@ -155,9 +156,9 @@ zoombox::Position C1080PT_get_pos(Daemon& d, int port, uint8_t addr) {
     return pos;
 }
 
-zoombox::Position C1080PT_WONWOO_get_pos(Daemon& d, int port, uint8_t addr) {
+zoombox::Position C1080PT_WONWOO_get_pos(Daemon& d, int port, uint16_t addr) {
     uint8_t reply[20];
-    if (!read_position(d, port, addr, 0, reply))
+    if (!read_position(d, port, static_cast<uint8_t>(addr), 0, reply))
         d.log("ptzsvr(%s) : addr %d getpos failure\n", "C1080PT_WONWOO_get_pos", addr);
     return parse_position(reply);
 }
@@ -248,8 +249,8 @@ void PTZAction_C1080PT(Daemon& d, int port, uint16_t addr16, uint8_t* cmd) {
     d.log("C1080PT msg_id[%x],action[%x],addr[%d],x[%d],y[%d]", c.msg_id(), c.action(), addr16, c.x(), c.y());
     switch (c.msg_id()) {
         case msg::set_position: c1080pt_set_position(d, port, addr, c); break;
-        case msg::query_position: c1080pt_report_position(d, c, C1080PT_get_pos(d, port, addr)); break;
-        case msg::zoom_box: zoom_box(d, port, addr, c); break;
+        case msg::query_position: c1080pt_report_position(d, c, C1080PT_get_pos(d, port, addr16)); break;
+        case msg::zoom_box: zoom_box(d, port, addr16, c); break;
         case msg::aux:
         case msg::aux2: handle_aux(d, port, addr, c); break;
         default: c1080pt_pelcod(d, port, addr, c, C1080ptKind::plain); break;
