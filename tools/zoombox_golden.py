@@ -64,7 +64,7 @@ def new_zoom(table, kind, z, w, h, out):
         out('getNewZoomValue_%s : %%g, -> %%g, %%g\n' % kind, z, w, h)
     zs = table[0][0] if z < table[0][0] else z
     idx = index(table, zs)
-    out('zoom_index : %d\n' if kind == 'ratio' else 'angle_index : %d\n', idx)
+    out('zoom_index : %d\n' if kind == 'ratio' else 'angle_index : %d\n', index(table, z))
     full = 1920.0 if w >= h else 1080.0
     r = full / (w if w >= h else h)
     frac = (row(table, idx)[0] - zs) / (row(table, idx)[0] - row(table, idx - 1)[0])
@@ -113,13 +113,14 @@ def new_pt(name, p, t, z, x, y, out):
     out(FIRST[name], p, t if name == 'Z20B_nowrap' else tt, z, x, y)
     zs = table[0][0] if z < table[0][0] else z
     idx = index(table, zs)
+    shown = index(table, z)  # the traces name the search's own index, 0 below the first row
     zoom_diff = row(table, idx)[0] - row(table, idx - 1)[0]
     pan_diff = row(table, idx - 1)[1] - row(table, idx)[1]
     out('zoom_diff : %g, pan_diff : %g\n', zoom_diff, pan_diff)
     pt_weight = pan_diff / zoom_diff
-    out('angle_index : %d pt_weight : %g \n', idx, pt_weight)
+    out('angle_index : %d pt_weight : %g \n', shown, pt_weight)
     fov = row(table, idx - 1)[1] - (zs - row(table, idx - 1)[0]) * pt_weight
-    out('angle_index : %d pt_weight : %g \n', idx, fov)
+    out('angle_index : %d pt_weight : %g \n', shown, fov)
     dp = (x - 960) * fov / 960
     dt = fov * F * (y - 540) / 540
     if tt >= comp[0][0]:
@@ -141,7 +142,7 @@ def new_pt(name, p, t, z, x, y, out):
         k = int((21 - idx) / 20)  # C's integer division truncates toward zero
         dt = fov * F * (y - 540) / 540 - tilt_w * comp_ratio * comp_angle * k
         out('comp_value : %g, comp_angle : %g\n', comp_value, comp_angle)
-        out(' %d, %d\n', idx, k)
+        out(' %d, %d\n', shown, k)
     np = p + dp
     if np > 36000:
         np = np - 36000

@@ -10,10 +10,11 @@
 // just past the last step the zoom falls back towards the wide end; the
 // tilt compensation's (21 - idx) / 20 is integer division.
 //
-// Bounds: rows before a table read as its first row and rows past it as
-// zero, so no input reads outside a table. A zoom below the first row (the
-// Probe reports down to 0 after a failed read) is taken as the first row's
-// zoom, the widest the lens has.
+// Bounds: rows before a lens table read as its first row and rows past it
+// as zero, so no input reads outside a table. A zoom below the first row (the
+// Probe reports down to 0 after a failed read) is computed as the first
+// row's zoom, the widest the lens has, while the traces show the row search's
+// own index for it, 0.
 #include "zoombox/zoombox.h"
 
 #include <algorithm>
@@ -62,9 +63,9 @@ double new_zoom(LensTable t, double z, double w, double h, ZoomLog lg, const Tra
     const double zs = clamp_to_first_row(t, z);
     const int idx = lens_index(t, zs);
     if (lg == ZoomLog::ratio)
-        tr("zoom_index : %d\n", idx);
+        tr("zoom_index : %d\n", lens_index(t, z));
     else
-        tr("angle_index : %d\n", idx);
+        tr("angle_index : %d\n", lens_index(t, z));
     const double full = w >= h ? kPictureW : kPictureH;
     const double r = full / (w >= h ? w : h);
     const double zi = lens_row(t, idx).zoom, zp = lens_row(t, idx - 1).zoom;
@@ -129,14 +130,15 @@ Position new_pt(const PtModel& m, double p, double t, double z, double x, double
 
     const double zs = clamp_to_first_row(m.table, z);
     const int idx = lens_index(m.table, zs);
+    const int shown = lens_index(m.table, z);  // 0 below the first row, where idx is 1
     const LensRow lo = lens_row(m.table, idx - 1), hi = lens_row(m.table, idx);
     const double zoom_diff = hi.zoom - lo.zoom;
     const double pan_diff = lo.fov - hi.fov;
     tr("zoom_diff : %g, pan_diff : %g\n", zoom_diff, pan_diff);
     const double pt_weight = pan_diff / zoom_diff;
-    tr("angle_index : %d pt_weight : %g \n", idx, pt_weight);
+    tr("angle_index : %d pt_weight : %g \n", shown, pt_weight);
     const double fov = lo.fov - (zs - lo.zoom) * pt_weight;
-    tr("angle_index : %d pt_weight : %g \n", idx, fov);
+    tr("angle_index : %d pt_weight : %g \n", shown, fov);
 
     double dp = (x - kCentreX) * fov / kCentreX;
     double dt = fov * m.factor * (y - kCentreY) / kCentreY;
@@ -162,7 +164,7 @@ Position new_pt(const PtModel& m, double p, double t, double z, double x, double
         const int k = (21 - idx) / 20;
         dt = fov * m.factor * (y - kCentreY) / kCentreY - tilt_w * comp_ratio * comp_angle * k;
         tr("comp_value : %g, comp_angle : %g\n", comp_value, comp_angle);
-        tr(" %d, %d\n", idx, k);
+        tr(" %d, %d\n", shown, k);
     }
 
     double pan = p + dp;
