@@ -127,10 +127,14 @@ def new_pt(name, p, t, z, x, y, out):
         comp_ratio = math.fabs(x - 960) / 960
         out('comp_ratio : %g\n', comp_ratio)
         j = index(comp, tt)
-        t0, a0, v0 = row(comp, j - 1)
-        t1, a1, v1 = row(comp, j)
-        comp_angle = a0 + (a1 - a0) / (t1 - t0) * (tt - t0)
-        comp_value = (v0 + (v1 - v0) / (t1 - t0) * (tt - t0)) / 100
+        if j == len(comp):  # at or past the last row: its compensation
+            comp_angle = comp[-1][1]
+            comp_value = comp[-1][2] / 100
+        else:
+            t0, a0, v0 = row(comp, j - 1)
+            t1, a1, v1 = row(comp, j)
+            comp_angle = a0 + (a1 - a0) / (t1 - t0) * (tt - t0)
+            comp_value = (v0 + (v1 - v0) / (t1 - t0) * (tt - t0)) / 100
         if y <= 540:
             tilt_w = 1 - (540 - y) / 540 * 0.32
             pan_w = 1 - (540 - y) / 540 * 0.14

@@ -14,7 +14,10 @@
 // as zero, so no input reads outside a table. A zoom below the first row (the
 // Probe reports down to 0 after a failed read) is computed as the first
 // row's zoom, the widest the lens has, while the traces show the row search's
-// own index for it, 0.
+// own index for it, 0. A tilt at or past the last row of a compensation
+// table takes that row's compensation, 1 (every table ends at angle 1 and
+// 100 %): the Z10B hands on its raw tilt, so a tilt below the horizon
+// (36000 + t) lands there.
 #include "zoombox/zoombox.h"
 
 #include <algorithm>
@@ -146,10 +149,18 @@ Position new_pt(const PtModel& m, double p, double t, double z, double x, double
         const double comp_ratio = std::fabs(x - kCentreX) / kCentreX;
         tr("comp_ratio : %g\n", comp_ratio);
         const int j = tilt_index(m.comp, tc);
-        const TiltRow c0 = tilt_row(m.comp, j - 1), c1 = tilt_row(m.comp, j);
-        const double comp_angle = c0.angle + (c1.angle - c0.angle) / (c1.tilt - c0.tilt) * (tc - c0.tilt);
-        const double comp_value =
-            (c0.value + (c1.value - c0.value) / (c1.tilt - c0.tilt) * (tc - c0.tilt)) / 100;
+        double comp_angle, comp_value;
+        if (static_cast<size_t>(j) >= m.comp.size()) {
+            // At or past the last row: its compensation holds. At the row
+            // itself this is what the interpolation gives.
+            const TiltRow& last = m.comp.back();
+            comp_angle = last.angle;
+            comp_value = last.value / 100;
+        } else {
+            const TiltRow c0 = tilt_row(m.comp, j - 1), c1 = tilt_row(m.comp, j);
+            comp_angle = c0.angle + (c1.angle - c0.angle) / (c1.tilt - c0.tilt) * (tc - c0.tilt);
+            comp_value = (c0.value + (c1.value - c0.value) / (c1.tilt - c0.tilt) * (tc - c0.tilt)) / 100;
+        }
         double tilt_w, pan_w;
         if (y <= kCentreY) {
             tilt_w = 1 - (kCentreY - y) / kCentreY * 0.32;
