@@ -77,9 +77,6 @@ static_assert(proc_net_address("127.0.0.1") == 0x0100007F);
 static_assert(proc_net_address("192.168.10.2") == 0x020AA8C0);
 constexpr uint32_t kTcpWatchAddress = proc_net_address(PTZ_TCP_WATCH_ADDR);
 
-// Lines without a level of their own are shown whenever the library is.
-constexpr int kAlways = 0;
-
 struct CountCtx {
     Os& os;
     Logger& log;
@@ -110,26 +107,19 @@ struct ExecReport {
     const char* const* shown;
 };
 
+// Messages without a level go through the plain log: they show whether or
+// not the library has been registered.
 void report_exec_failure(void* p, int err) {
     auto& r = *static_cast<ExecReport*>(p);
-    const int lib = r.log.lib_common();
     const char* text = std::strerror(err);
     switch (r.which) {
-        case 1:
-            r.log.printx_filtered(lib, kAlways, "exec1 failed %d in child process : %s\n", err, text);
-            return;
-        case 2:
-            r.log.printx_filtered(lib, kAlways, "exec2 failed %d in child process : %s\n", err, text);
-            break;
-        case 3:
-            r.log.printx_filtered(lib, kAlways, "exec3 failed %d in child process : %s\n", err, text);
-            break;
-        default:
-            r.log.printx_filtered(lib, kAlways, "exec4 failed %d in child process : %s\n", err, text);
-            break;
+        case 1: r.log.log("exec1 failed %d in child process : %s\n", err, text); return;
+        case 2: r.log.log("exec2 failed %d in child process : %s\n", err, text); break;
+        case 3: r.log.log("exec3 failed %d in child process : %s\n", err, text); break;
+        default: r.log.log("exec4 failed %d in child process : %s\n", err, text); break;
     }
     const char* const* a = r.shown;
-    r.log.printx_filtered(lib, kAlways, "  cmd : %s %s %s %s %s\n", a[0], a[1], a[2], a[3], a[4]);
+    r.log.log("  cmd : %s %s %s %s %s\n", a[0], a[1], a[2], a[3], a[4]);
 }
 
 // The runners' shared body. The five strings are shown as given; a missing
@@ -146,14 +136,13 @@ int runapp(Os& os, Logger& log, int which, const char* const in[5]) {
     }
     ExecReport report{log, which, shown};
     const ExecFailure on_fail{report_exec_failure, &report, -1};
-    const int lib = log.lib_common();
     const int pid = os.spawn(argv, which == 4 ? SpawnMode::vfork : SpawnMode::fork, on_fail);
     if (pid < 0) {
-        log.printx_filtered(lib, kAlways, "\nrunapp process fork error\n");
+        log.log("\nrunapp process fork error\n");
         return -1;
     }
-    log.printx_filtered(lib, 2, " new child%d.. : pid(%d) - %s %s %s %s %s\n", which, pid, shown[0], shown[1],
-                        shown[2], shown[3], shown[4]);
+    log.printx_filtered(log.lib_common(), 2, " new child%d.. : pid(%d) - %s %s %s %s %s\n", which, pid,
+                        shown[0], shown[1], shown[2], shown[3], shown[4]);
     if (which == 1) {
         ChildStatus st;
         os.wait_child(pid, st);
@@ -181,8 +170,7 @@ int run_and_supervise(Os& os, Logger& log, const char* program) {
         } report{log, program};
         const ExecFailure on_fail{[](void* p, int) {
                                       auto& r = *static_cast<Report*>(p);
-                                      r.log.printx_filtered(r.log.lib_common(), kAlways, "%s exec fail\n",
-                                                            r.program);
+                                      r.log.log("%s exec fail\n", r.program);
                                   },
                                   &report, -9};
         const int pid = os.spawn(argv, SpawnMode::fork, on_fail);
@@ -192,17 +180,12 @@ int run_and_supervise(Os& os, Logger& log, const char* program) {
         }
         ChildStatus st;
         os.wait_child(pid, st);
-        log.printx_filtered(
-            lib, kAlways, "================== RS : pid %d status is %d ====================\n", pid, st.raw);
+        log.log("================== RS : pid %d status is %d ====================\n", pid, st.raw);
         switch (st.kind) {
-            case ChildStatus::Kind::exited:
-                log.printx_filtered(lib, kAlways, "\t process is exited, status is %d\n", st.value);
-                break;
-            case ChildStatus::Kind::signaled:
-                log.printx_filtered(lib, kAlways, "\t process is signaled by %d\n", st.value);
-                break;
+            case ChildStatus::Kind::exited: log.log("\t process is exited, status is %d\n", st.value); break;
+            case ChildStatus::Kind::signaled: log.log("\t process is signaled by %d\n", st.value); break;
             case ChildStatus::Kind::stopped:
-                log.printx_filtered(lib, kAlways, "\t signal is stopped by %d %d\n", st.value, st.raw);
+                log.log("\t signal is stopped by %d %d\n", st.value, st.raw);
                 break;
             default: break;
         }

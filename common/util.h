@@ -19,8 +19,10 @@ int hex_dump(Logger& log, const char* title, const uint8_t* data, int len);
 int watchdog_kick(Os& os, unsigned long value);
 
 // The rest belongs to the common library that the recorder's other processes
-// link; the server never calls it. Its messages go through the filtered log
-// under LIB_COMMON (level 0 where a message has no level of its own).
+// link; the server never calls it. Its messages that carry a level go through
+// the filtered log under LIB_COMMON (silent until the library is registered);
+// the others (exec failures, the supervisor's status lines, runapp's fork
+// failure) through the plain log.
 
 // Counts the processes whose first command-line argument is `name`; -1 when
 // "/proc" cannot be listed.

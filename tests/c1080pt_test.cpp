@@ -64,6 +64,7 @@ protected:
     void SetUp() override {
         CameraTest::SetUp();
         channel(1, 2, 770, kAddr);
+        channel(2, 2, 770, 256);
         start();
     }
 };
@@ -110,6 +111,11 @@ TEST_F(C1080PT, PositionReadAndReport) {
     answering({reply(100, 18801, 300)});
     handle(1, query(1000));
     EXPECT_TRUE(logged("Z20B : shrink tilt 18801 -> 0\n"));
+    // Address 256: its low byte on the line, the whole address in the failure lines.
+    answering({});
+    handle(2, query(1000, 2));
+    EXPECT_EQ(writes(), std::vector<Bytes>(3, bytes(c1080pt_frame(0, 0x93, 0, 0, 0))));
+    EXPECT_TRUE(logged("ptzsvr(C1080PT_get_pos) : addr 256 getpos failure. tryed 2 times\n"));
 }
 
 TEST_F(C1080PT, SilentCameraCostsThreeTimeOutsAndTheDaemonGoesOn) {
@@ -176,20 +182,25 @@ TEST_F(C1080PT, MovesPresetsAndWaits) {
     }
 }
 
-// Reference: the C1080B's codes for the values it has,
-// Pelco-D's for the other named functions, a preset for everything else.
+// Reference: the C1080B's codes and waits for the values it has, Pelco-D's
+// for the other named functions, a preset for everything else.
 TEST_F(C1080PT, AuxTable) {
     // clang-format off
     struct Row { uint16_t aux; bool on; std::vector<Bytes> frames; const char* log; };
     const Row rows[] = {
+        {3, true, {frame7(0x09, 0, 3)}, "aux 3 on\n"},
+        {9, false, {frame7(0x0B, 0, 9)}, "aux 9 off\n"},
         {130, true, {frame7(0x200, 0, 0), frame7(0, 0, 0)}, "manual iris open\n"},
         {130, false, {frame7(0x400, 0, 0), frame7(0, 0, 0)}, "manual iris close\n"},
+        {502, false, {frame7(0x03, 0, 244)}, "wiper for Wonwoo PTZ\n"},
         {533, false, {frame7(0x07, 0, 33)}, "flip\n"},
         {111, true, {frame7(0x23, 0, 1)}, "run pattern 1\n"},
         {558, true, {frame7(0x23, 0, 8)}, "run pattern 8\n"},
         {110, true, {frame7(0x1F, 0, 1)}, "set pattern start 1\n"},
         {560, true, {frame7(0x1F, 0, 0)}, "set pattern start 0\n"},
         {567, false, {frame7(0x21, 0, 7)}, "set pattern stop 7\n"},
+        {570, false, {frame7(0x21, 0, 16)}, "set ascan stop 0\n"},
+        {578, true, {frame7(0x1F, 0, 24)}, "set ascan start 8\n"},
         {711, true, {frame7(0x23, 0, 33)}, "run tour 1\n"},
         {728, true, {frame7(0x23, 0, 24)}, "run scan 8\n"},
         {588, false, {frame7(0x07, 0, 89)}, "ir out\n"},
@@ -197,9 +208,14 @@ TEST_F(C1080PT, AuxTable) {
         {597, false, {frame7(0x07, 0, 96)}, "stop scan\n"},
         {730, true, {frame7(0x1E, 0, 0)}, "pelco-d enter\n"},
         {731, true, {frame7(0x06, 0, 0)}, "pelco-d esc\n"},
-        {3, true, {frame7(0x07, 0, 3)}, "pelcod unkown aux command sent to preset, 3\n"},
-        {570, false, {frame7(0x03, 0, 570 & 0xFF)}, "pelcod unkown aux command sent to preset, 570\n"},
-        {740, false, {frame7(0x03, 0, 740 & 0xFF)}, "pelcod unkown aux command sent to preset, 740\n"},
+        {740, true, {}, "skip menu exit\n"},
+        {740, false, {}, "skip menu exit\n"},
+        {930, true, {frame7(0x9030, 0, 0x0B)}, "AUX_VAL_CAM_RESET\n"},
+        {931, false, {frame7(0x7E01, 3, 0)}, nullptr},
+        {941, true, {frame7(0x7E34, 2, 2)}, nullptr},
+        {8, true, {frame7(0x07, 0, 8)}, "pelcod unkown aux command sent to preset, 8\n"},
+        {719, false, {frame7(0x03, 0, 719 & 0xFF)}, "pelcod unkown aux command sent to preset, 719\n"},
+        {942, false, {frame7(0x03, 0, 942 & 0xFF)}, "pelcod unkown aux command sent to preset, 942\n"},
     };
     // clang-format on
     for (const Row& r : rows) {
@@ -207,9 +223,13 @@ TEST_F(C1080PT, AuxTable) {
         board.clear_calls();
         handle(1, aux(r.aux, r.on));
         EXPECT_EQ(writes(), r.frames);
-        EXPECT_TRUE(logged(r.log)) << r.log;
+        EXPECT_TRUE(!r.log || logged(r.log)) << r.log;
         EXPECT_EQ(count_sleeps(1000000), r.aux == 130 ? 1u : 0u);
         EXPECT_EQ(logged("Send Stop\n"), r.aux == 130);
+        EXPECT_EQ(count_sleeps(2000000), r.aux == 930 ? 1u : 0u);
+        // The menu keys and the extended commands go out without the 35 ms pause.
+        const bool quick = r.aux == 730 || r.aux == 731 || (r.aux >= 930 && r.aux <= 941);
+        EXPECT_EQ(count_sleeps(35000), quick ? 0u : r.frames.size());
     }
 }
 
@@ -220,6 +240,7 @@ protected:
     void SetUp() override {
         CameraTest::SetUp();
         for (int mode = 0; mode < 4; ++mode) channel(mode, 2, kModels[mode], kAddr);
+        channel(4, 2, kModels[0], 256);
         start();
     }
 };
@@ -242,6 +263,9 @@ TEST_F(Wonwoo, OneReadTiltAsGivenNoPause) {
         EXPECT_TRUE(logged("C1080PT_WONWOO_send_get_pos for 1\n"));
         EXPECT_FALSE(logged("Z20B : shrink tilt 35500 -> 0\n"));
     }
+    answering({});
+    handle(4, query(5, 4));
+    EXPECT_TRUE(logged("ptzsvr(C1080PT_WONWOO_get_pos) : addr 256 getpos failure\n"));
     // No minimum pause after a frame: transmit settle and line time only.
     board.clear_calls();
     handle(1, CmdBuilder(0xE014, 1).arg16(12));

@@ -884,7 +884,7 @@ TEST_F(CrossCheck, C1080pt) {
     check({"c1080pt", 0x302}, {
         {mv(0x20, 0x40), {M(-1, 0)}}, {kStop, {S}}, {mv(0x40, 0x60), {M(0, 1)}}, {kStop, {S}},
         {go(5), {GO(5)}}, {set(7), {SET(7)}},
-        {aux(3), {GO(3)}},  // the C1080PT names no aux outputs: they go out as presets
+        {aux(3), {ON(3)}}, {aux(9, false), {OFF(9)}}, {aux(740), {}}, {aux(8), {GO(8)}},
         {aux(595), {MENU("menu or enter")}}, {aux(731), {MENU("menu escape")}}, {aux(130), {I(1), S}},
         {aux(711), {V(Kind::other, 33)}}, {CmdBuilder(0xE0A4).pos(9000, 1500, 4000), {POS(9000, 1500, 4000)}},
         {CmdBuilder(0xE0A6), {query, query, query}},  // three tries at a silent camera

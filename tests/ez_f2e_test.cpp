@@ -1,4 +1,4 @@
-#include "devices/report.h"
+#include "core/report.h"
 #include "tests/scripted_line.h"
 
 namespace ptz::test {

@@ -2,7 +2,7 @@
 
 #include <map>
 
-#include "devices/report.h"
+#include "core/report.h"
 #include "protocols/rs485/pelco_d.h"
 #include "tests/scripted_line.h"
 

@@ -1,4 +1,4 @@
-#include "devices/report.h"
+#include "core/report.h"
 #include "protocols/rs485/pelco_d.h"
 #include "tests/scripted_line.h"
 

@@ -66,20 +66,29 @@ TEST_F(ProcessUtil, RunAndSuperviseRestartsUntilForkFails) {
     EXPECT_EQ(run_and_supervise(board, log, "recorder"), -1);
     EXPECT_EQ(spawns(), Lines(5, "fork: recorder"));  // the fifth is the failing one
     EXPECT_EQ(waits(), 4u);
+    // Only the fork error carries a level; the other lines go through the plain log.
     const Lines expected = {
-        "[LIB_COMMON(0)]================== RS : pid 5000 status is 768 ====================\n",
-        "[LIB_COMMON(0)]\t process is exited, status is 3\n",
-        "[LIB_COMMON(0)]================== RS : pid 5001 status is 9 ====================\n",
-        "[LIB_COMMON(0)]\t process is signaled by 9\n",
-        "[LIB_COMMON(0)]================== RS : pid 5002 status is 4991 ====================\n",
-        "[LIB_COMMON(0)]\t signal is stopped by 19 4991\n",
+        "================== RS : pid 5000 status is 768 ====================\n",
+        "\t process is exited, status is 3\n",
+        "================== RS : pid 5001 status is 9 ====================\n",
+        "\t process is signaled by 9\n",
+        "================== RS : pid 5002 status is 4991 ====================\n",
+        "\t signal is stopped by 19 4991\n",
         // the child that cannot exec reports and leaves with -9
-        "[LIB_COMMON(0)]recorder exec fail\n",
-        "[LIB_COMMON(0)]================== RS : pid 5003 status is 63232 ====================\n",
-        "[LIB_COMMON(0)]\t process is exited, status is 247\n",
+        "recorder exec fail\n",
+        "================== RS : pid 5003 status is 63232 ====================\n",
+        "\t process is exited, status is 247\n",
         "[LIB_COMMON(0)]recorder fork error\n",
     };
     EXPECT_EQ(board.logs(), expected);
+    // Unregistered, the library drops the fork error but still shows the rest.
+    SimBoard bare;
+    Logger unregistered{bare};
+    bare.processes = {{Outcome::exec_fails, 2}};
+    EXPECT_EQ(run_and_supervise(bare, unregistered, "recorder"), -1);
+    EXPECT_EQ(bare.logs(), (Lines{"recorder exec fail\n",
+                                  "================== RS : pid 5000 status is 63232 ====================\n",
+                                  expected[8]}));
 }
 
 // A board of its own with the library at `level`.
@@ -98,8 +107,8 @@ TEST_F(ProcessUtil, Runapps) {
     // clang-format off
     struct Row { const char* name; Fn fn; Outcome outcome; const char* spawn; size_t waits; Lines logs; };
     const auto child = [](char n) { return "[LIB_COMMON(2)] new child" + std::string(1, n) + ".. : pid(5000) - cp a b  ignored\n"; };
-    const auto fails = [](char n) { return "[LIB_COMMON(0)]exec" + std::string(1, n) + " failed 2 in child process : No such file or directory\n"; };
-    const std::string cmd = "[LIB_COMMON(0)]  cmd : cp a b  ignored\n";
+    const auto fails = [](char n) { return "exec" + std::string(1, n) + " failed 2 in child process : No such file or directory\n"; };
+    const std::string cmd = "  cmd : cp a b  ignored\n";
     const Row rows[] = {
         {"runapp1 waits", runapp1, Outcome::exits, "fork: cp a b", 1, {child('1')}},
         {"runapp2 does not", runapp2, Outcome::exits, "fork: cp a b", 0, {child('2')}},
@@ -120,11 +129,17 @@ TEST_F(ProcessUtil, Runapps) {
         EXPECT_EQ(sp, Lines{r.spawn});
         EXPECT_EQ(f.b.find("wait").size(), r.waits);
         EXPECT_EQ(f.b.logs(), r.logs);
-        // No process: the fork error, at every level.
+        // No process: the fork error, through the plain log.
         f.b.clear_calls();
         EXPECT_EQ(r.fn(f.b, f.lg, "cp", nullptr, nullptr, nullptr, nullptr), -1);
-        EXPECT_EQ(f.b.logs(), Lines{"[LIB_COMMON(0)]\nrunapp process fork error\n"});
+        EXPECT_EQ(f.b.logs(), Lines{"\nrunapp process fork error\n"});
     }
+    // Unregistered, a failed exec still shows; the level-2 child line does not.
+    SimBoard bare;
+    Logger unregistered{bare};
+    bare.processes = {{Outcome::exec_fails, 2}};
+    EXPECT_EQ(runapp2(bare, unregistered, "cp", "a"), 0);
+    EXPECT_EQ(bare.logs(), (Lines{fails('2'), "  cmd : cp a   \n"}));
     // The child-started line is level 2: dropped at the library's default level.
     board.processes = {{Outcome::exits, 0}};
     set_level(1);

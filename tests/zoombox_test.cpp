@@ -92,6 +92,8 @@ TEST(ZoomBox, WorkedExamples) {
         {"pan wraps past 36000", getNewPtValue_Z10B(35990, 0, 0, 960 + 960.0 * 20 / 2766, 540).pan, 10},
         {"Z20B reads 35500 as -500, clamps -2276 to -800", getNewPtValue_Z20B(0, 35500, 0, 960, 0).tilt, 35200},
         {"IR Z30B keeps a negative result", getNewPtValue_IR_Z30B(0, 35500, 16384, 960, 140).tilt, 36000 - 500 + 117 * 0.59 * -400 / 540},
+        // A raw Z10B tilt below the horizon is past the compensation table: compensation 1, not 1.97.
+        {"Z10B 35500 keeps the pan offset", getNewPtValue_Z10B(0, 35500, 0, 1920, 540).pan, 2766},
     };
     // clang-format on
     for (const Case& c : cases) EXPECT_NEAR(c.got, c.want, 1e-9) << c.name;

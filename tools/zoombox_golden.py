@@ -64,7 +64,7 @@ def new_zoom(table, kind, z, w, h, out):
         out('getNewZoomValue_%s : %%g, -> %%g, %%g\n' % kind, z, w, h)
     zs = table[0][0] if z < table[0][0] else z
     idx = index(table, zs)
-    out('zoom_index : %d\n' if kind == 'ratio' else 'angle_index : %d\n', idx)
+    out('zoom_index : %d\n' if kind == 'ratio' else 'angle_index : %d\n', index(table, z))
     full = 1920.0 if w >= h else 1080.0
     r = full / (w if w >= h else h)
     frac = (row(table, idx)[0] - zs) / (row(table, idx)[0] - row(table, idx - 1)[0])
@@ -113,23 +113,28 @@ def new_pt(name, p, t, z, x, y, out):
     out(FIRST[name], p, t if name == 'Z20B_nowrap' else tt, z, x, y)
     zs = table[0][0] if z < table[0][0] else z
     idx = index(table, zs)
+    shown = index(table, z)  # the traces name the search's own index, 0 below the first row
     zoom_diff = row(table, idx)[0] - row(table, idx - 1)[0]
     pan_diff = row(table, idx - 1)[1] - row(table, idx)[1]
     out('zoom_diff : %g, pan_diff : %g\n', zoom_diff, pan_diff)
     pt_weight = pan_diff / zoom_diff
-    out('angle_index : %d pt_weight : %g \n', idx, pt_weight)
+    out('angle_index : %d pt_weight : %g \n', shown, pt_weight)
     fov = row(table, idx - 1)[1] - (zs - row(table, idx - 1)[0]) * pt_weight
-    out('angle_index : %d pt_weight : %g \n', idx, fov)
+    out('angle_index : %d pt_weight : %g \n', shown, fov)
     dp = (x - 960) * fov / 960
     dt = fov * F * (y - 540) / 540
     if tt >= comp[0][0]:
         comp_ratio = math.fabs(x - 960) / 960
         out('comp_ratio : %g\n', comp_ratio)
         j = index(comp, tt)
-        t0, a0, v0 = row(comp, j - 1)
-        t1, a1, v1 = row(comp, j)
-        comp_angle = a0 + (a1 - a0) / (t1 - t0) * (tt - t0)
-        comp_value = (v0 + (v1 - v0) / (t1 - t0) * (tt - t0)) / 100
+        if j == len(comp):  # at or past the last row: its compensation
+            comp_angle = comp[-1][1]
+            comp_value = comp[-1][2] / 100
+        else:
+            t0, a0, v0 = row(comp, j - 1)
+            t1, a1, v1 = row(comp, j)
+            comp_angle = a0 + (a1 - a0) / (t1 - t0) * (tt - t0)
+            comp_value = (v0 + (v1 - v0) / (t1 - t0) * (tt - t0)) / 100
         if y <= 540:
             tilt_w = 1 - (540 - y) / 540 * 0.32
             pan_w = 1 - (540 - y) / 540 * 0.14
@@ -141,7 +146,7 @@ def new_pt(name, p, t, z, x, y, out):
         k = int((21 - idx) / 20)  # C's integer division truncates toward zero
         dt = fov * F * (y - 540) / 540 - tilt_w * comp_ratio * comp_angle * k
         out('comp_value : %g, comp_angle : %g\n', comp_value, comp_angle)
-        out(' %d, %d\n', idx, k)
+        out(' %d, %d\n', shown, k)
     np = p + dp
     if np > 36000:
         np = np - 36000

@@ -10,10 +10,14 @@
 // just past the last step the zoom falls back towards the wide end; the
 // tilt compensation's (21 - idx) / 20 is integer division.
 //
-// Bounds: rows before a table read as its first row and rows past it as
-// zero, so no input reads outside a table. A zoom below the first row (the
-// Probe reports down to 0 after a failed read) is taken as the first row's
-// zoom, the widest the lens has.
+// Bounds: rows before a lens table read as its first row and rows past it
+// as zero, so no input reads outside a table. A zoom below the first row (the
+// Probe reports down to 0 after a failed read) is computed as the first
+// row's zoom, the widest the lens has, while the traces show the row search's
+// own index for it, 0. A tilt at or past the last row of a compensation
+// table takes that row's compensation, 1 (every table ends at angle 1 and
+// 100 %): the Z10B hands on its raw tilt, so a tilt below the horizon
+// (36000 + t) lands there.
 #include "zoombox/zoombox.h"
 
 #include <algorithm>
@@ -62,9 +66,9 @@ double new_zoom(LensTable t, double z, double w, double h, ZoomLog lg, const Tra
     const double zs = clamp_to_first_row(t, z);
     const int idx = lens_index(t, zs);
     if (lg == ZoomLog::ratio)
-        tr("zoom_index : %d\n", idx);
+        tr("zoom_index : %d\n", lens_index(t, z));
     else
-        tr("angle_index : %d\n", idx);
+        tr("angle_index : %d\n", lens_index(t, z));
     const double full = w >= h ? kPictureW : kPictureH;
     const double r = full / (w >= h ? w : h);
     const double zi = lens_row(t, idx).zoom, zp = lens_row(t, idx - 1).zoom;
@@ -129,14 +133,15 @@ Position new_pt(const PtModel& m, double p, double t, double z, double x, double
 
     const double zs = clamp_to_first_row(m.table, z);
     const int idx = lens_index(m.table, zs);
+    const int shown = lens_index(m.table, z);  // 0 below the first row, where idx is 1
     const LensRow lo = lens_row(m.table, idx - 1), hi = lens_row(m.table, idx);
     const double zoom_diff = hi.zoom - lo.zoom;
     const double pan_diff = lo.fov - hi.fov;
     tr("zoom_diff : %g, pan_diff : %g\n", zoom_diff, pan_diff);
     const double pt_weight = pan_diff / zoom_diff;
-    tr("angle_index : %d pt_weight : %g \n", idx, pt_weight);
+    tr("angle_index : %d pt_weight : %g \n", shown, pt_weight);
     const double fov = lo.fov - (zs - lo.zoom) * pt_weight;
-    tr("angle_index : %d pt_weight : %g \n", idx, fov);
+    tr("angle_index : %d pt_weight : %g \n", shown, fov);
 
     double dp = (x - kCentreX) * fov / kCentreX;
     double dt = fov * m.factor * (y - kCentreY) / kCentreY;
@@ -144,10 +149,18 @@ Position new_pt(const PtModel& m, double p, double t, double z, double x, double
         const double comp_ratio = std::fabs(x - kCentreX) / kCentreX;
         tr("comp_ratio : %g\n", comp_ratio);
         const int j = tilt_index(m.comp, tc);
-        const TiltRow c0 = tilt_row(m.comp, j - 1), c1 = tilt_row(m.comp, j);
-        const double comp_angle = c0.angle + (c1.angle - c0.angle) / (c1.tilt - c0.tilt) * (tc - c0.tilt);
-        const double comp_value =
-            (c0.value + (c1.value - c0.value) / (c1.tilt - c0.tilt) * (tc - c0.tilt)) / 100;
+        double comp_angle, comp_value;
+        if (static_cast<size_t>(j) >= m.comp.size()) {
+            // At or past the last row: its compensation holds. At the row
+            // itself this is what the interpolation gives.
+            const TiltRow& last = m.comp.back();
+            comp_angle = last.angle;
+            comp_value = last.value / 100;
+        } else {
+            const TiltRow c0 = tilt_row(m.comp, j - 1), c1 = tilt_row(m.comp, j);
+            comp_angle = c0.angle + (c1.angle - c0.angle) / (c1.tilt - c0.tilt) * (tc - c0.tilt);
+            comp_value = (c0.value + (c1.value - c0.value) / (c1.tilt - c0.tilt) * (tc - c0.tilt)) / 100;
+        }
         double tilt_w, pan_w;
         if (y <= kCentreY) {
             tilt_w = 1 - (kCentreY - y) / kCentreY * 0.32;
@@ -162,7 +175,7 @@ Position new_pt(const PtModel& m, double p, double t, double z, double x, double
         const int k = (21 - idx) / 20;
         dt = fov * m.factor * (y - kCentreY) / kCentreY - tilt_w * comp_ratio * comp_angle * k;
         tr("comp_value : %g, comp_angle : %g\n", comp_value, comp_angle);
-        tr(" %d, %d\n", idx, k);
+        tr(" %d, %d\n", shown, k);
     }
 
     double pan = p + dp;

@@ -124,6 +124,20 @@ void handle_aux(Daemon& d, int port, uint8_t addr, Cmd c) {
         d.log("%s%d%s", side.text, aux - r.log_base, side.tail);
     else if (side.text != nullptr)
         d.log("%s", side.text);
+    c1080b_aux_send(d, port, addr, r, aux, on);
+    if (r.after_text != nullptr) d.log("%s", r.after_text);
+}
+
+// A thermal target point: the four u16 values after the action field.
+void C1080B_thermal_xy(Daemon& d, int /*port*/, uint8_t /*addr*/, Cmd c) {
+    const uint8_t* p = c.p;
+    d.log("############ send THERMAL_XY(%d, %d, %d, %d)\n", rd16(p + 12), rd16(p + 14), rd16(p + 16),
+          rd16(p + 18));
+}
+
+}  // namespace
+
+void c1080b_aux_send(Daemon& d, int port, uint8_t addr, const C1080bAuxRow& r, uint16_t aux, bool on) {
     const C1080bAuxFrame f = c1080b_aux_frame(r, aux, on);
     switch (r.kind) {
         case C1080bAuxKind::frame: send(d, port, addr, f.cmd, f.d1, f.d2, r.wait); break;
@@ -142,17 +156,7 @@ void handle_aux(Daemon& d, int port, uint8_t addr, Cmd c) {
             send(d, port, addr, f.cmd, f.d1, f.d2, r.wait);
             break;
     }
-    if (r.after_text != nullptr) d.log("%s", r.after_text);
 }
-
-// A thermal target point: the four u16 values after the action field.
-void C1080B_thermal_xy(Daemon& d, int /*port*/, uint8_t /*addr*/, Cmd c) {
-    const uint8_t* p = c.p;
-    d.log("############ send THERMAL_XY(%d, %d, %d, %d)\n", rd16(p + 12), rd16(p + 14), rd16(p + 16),
-          rd16(p + 18));
-}
-
-}  // namespace
 
 void PTZAction_C1080B(Daemon& d, int port, uint16_t addr16, uint8_t* cmd) {
     const Cmd c{cmd};

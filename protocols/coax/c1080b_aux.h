@@ -157,6 +157,14 @@ constexpr C1080bAuxFrame c1080b_aux_frame(const C1080bAuxRow& r, uint16_t aux, b
     return {s.cmd, s.d1, static_cast<uint8_t>(r.d2_from_aux ? aux + s.d2 : s.d2)};
 }
 
+class Daemon;
+
+// Puts on the line what the row sends for `aux`, on or off, with the row's
+// waits: its frame, a held key's second and "Send Stop\n" with the stop
+// frame, or the camera reset's port set-up and two seconds before the frame.
+// The row's own log lines are the caller's. A log-only row sends nothing.
+void c1080b_aux_send(Daemon& d, int port, uint8_t addr, const C1080bAuxRow& r, uint16_t aux, bool on);
+
 static_assert(c1080b_aux_frame(c1080b_aux_row(9), 9, true).d2 == 9 && c1080b_aux_row(8).first == 0);
 static_assert(c1080b_aux_frame(c1080b_aux_row(c1080b_aux_alias(110)), 561, true).d2 == 1 &&
               c1080b_aux_frame(c1080b_aux_row(554), 554, false).d2 == 4);

@@ -1,7 +1,8 @@
 // C1080PT: a pan/tilt camera speaking Pelco-D, plus absolute positions.
 //
 // Line: 7-byte Pelco-D frames (FF addr cmd1 cmd2 data1 data2 sum of bytes
-// 1..5), at least 35 ms apart, for moves, presets and aux; 11-byte frames
+// 1..5), at least 35 ms apart (the menu keys and the extended aux commands
+// excepted), for moves, presets and aux; 11-byte frames
 // FF addr 00 cmd v1 v1 v2 v2 v3 v3 sum (sum of bytes 1..9, values big-endian)
 // to set the position (0x91) and ask for it (0x93, answered with 0x9B).
 //
@@ -9,15 +10,17 @@
 // (0, 0, 0); a tilt below the horizon (36000 + t) is reported as 0, the
 // camera's mechanical limit; the "GET POS" trace shows the request's own
 // fields, not the position read. Aux values shared with the C1080B go out
-// with the C1080B's codes, the other named functions with Pelco-D's, and
-// every unnamed value as a preset (on: go to, off: store).
+// as the C1080B sends them (codes and pauses; menu exit sends nothing), the
+// other functions of the Pelco-D vocabulary with its codes, and only the
+// values neither names as a preset (on: go to, off: store), so no key of the
+// camera's own overwrites a user's preset.
 #include "protocols/coax/c1080pt.h"
 
 #include <cstdlib>
 #include <cstring>
 
 #include "core/daemon.h"
-#include "devices/report.h"
+#include "core/report.h"
 #include "protocols/coax/c1080b_aux.h"
 #include "protocols/drivers.h"
 #include "protocols/rs485/pelco_d.h"
@@ -45,37 +48,57 @@ zoombox::Position parse_position(const uint8_t (&r)[20]) {
             static_cast<double>(r[8] << 8 | r[9])};
 }
 
-// The C1080PT's aux functions and their Pelco-D realisation. Data 2 is
-// `d2`, or (aux + d2) mod 256 for numbered rows. Where the C1080B has the
-// same aux value, its code (and its one-second hold) is sent instead.
-struct AuxRow {
-    uint16_t first, last;
-    const char* on_text;  // for numbered rows the text before the number
-    const char* off_text;
-    int base;  // numbered rows log aux - base
-    uint16_t on_cmd, off_cmd;
-    int on_d2, off_d2;
-    bool numbered;
+// The C1080PT's aux functions: every value that has a meaning, with its log
+// line. Where the C1080B has the value, its row of the C1080B table sends
+// (codes, waits, the held key, the camera reset); the other values send the
+// plain Pelco-D frame given here: data 2 is `d2`, or (aux + d2) mod 256 for
+// numbered rows, with the 35 ms pause. Values of no row are presets.
+struct AuxSay {
+    const char* text;  // the whole line; for numbered rows the part before the number
+    const char* tail;  // for numbered rows the part after it
 };
 
+struct AuxRow {
+    uint16_t first, last;
+    AuxSay on, off;
+    int base;  // numbered rows log aux - base
+    bool numbered;
+    uint16_t on_cmd = 0, off_cmd = 0;  // for the values the C1080B has no row for
+    int on_d2 = 0, off_d2 = 0;
+};
+
+constexpr AuxSay say(const char* text) { return {text, nullptr}; }
+constexpr AuxSay count(const char* text, const char* tail = "\n") { return {text, tail}; }
+constexpr AuxSay kQuiet{nullptr, nullptr};
+
 constexpr AuxRow kAux[] = {
-    {130, 130, "manual iris open\n", "manual iris close\n", 0, iris_open, iris_close, 0, 0, false},
-    {533, 533, "flip\n", "flip\n", 0, goto_preset, goto_preset, 33, 33, false},
-    {534, 534, "pan zero\n", "pan zero\n", 0, goto_preset, goto_preset, 34, 34, false},
-    {551, 558, "run pattern ", "run pattern ", 550, run_pattern, run_pattern, -38, -38, true},
-    {560, 568, "set pattern start ", "set pattern stop ", 560, pattern_start, pattern_stop, -48, -48, true},
-    {588, 588, "ir in\n", "ir out\n", 0, goto_preset, goto_preset, 88, 89, false},
-    {590, 590, "man limit start\n", "man limit stop\n", 0, set_preset, set_preset, 90, 91, false},
-    {592, 592, "man limit start\n", "man limit stop\n", 0, set_preset, set_preset, 92, 93, false},
-    {595, 595, "pelco-d menu\n", "pelco-d menu\n", 0, set_preset, set_preset, 95, 95, false},
-    {596, 596, "stop scan\n", "stop scan\n", 0, goto_preset, goto_preset, 96, 96, false},
-    {597, 597, "rand scan\n", "stop scan\n", 0, goto_preset, goto_preset, 97, 96, false},
-    {598, 598, "frame scan\n", "stop scan\n", 0, goto_preset, goto_preset, 98, 96, false},
-    {599, 599, "auto scan\n", "stop scan\n", 0, goto_preset, goto_preset, 99, 96, false},
-    {711, 718, "run tour ", "run tour ", 710, run_pattern, run_pattern, 90, 90, true},
-    {721, 728, "run scan ", "run scan ", 720, run_pattern, run_pattern, 64, 64, true},
-    {730, 730, "pelco-d enter\n", "pelco-d enter\n", 0, iris_open, iris_open, 0, 0, false},
-    {731, 731, "pelco-d esc\n", "pelco-d esc\n", 0, iris_close, iris_close, 0, 0, false},
+    {1, 7, count("aux ", " on\n"), count("aux ", " off\n"), 0, true},
+    {9, 9, count("aux ", " on\n"), count("aux ", " off\n"), 0, true},
+    {130, 130, say("manual iris open\n"), say("manual iris close\n"), 0, false},
+    {502, 502, say("wiper for Wonwoo PTZ\n"), say("wiper for Wonwoo PTZ\n"), 0, false, set_preset, set_preset,
+     0xF4, 0xF4},
+    {533, 533, say("flip\n"), say("flip\n"), 0, false},
+    {534, 534, say("pan zero\n"), say("pan zero\n"), 0, false},
+    {551, 558, count("run pattern "), count("run pattern "), 550, true, run_pattern, run_pattern, -38, -38},
+    {560, 568, count("set pattern start "), count("set pattern stop "), 560, true, pattern_start,
+     pattern_stop, -48, -48},
+    {570, 578, count("set ascan start "), count("set ascan stop "), 570, true, pattern_start, pattern_stop,
+     -42, -42},
+    {588, 588, say("ir in\n"), say("ir out\n"), 0, false},
+    {590, 590, say("man limit start\n"), say("man limit stop\n"), 0, false},
+    {592, 592, say("man limit start\n"), say("man limit stop\n"), 0, false},
+    {595, 595, say("pelco-d menu\n"), say("pelco-d menu\n"), 0, false},
+    {596, 596, say("stop scan\n"), say("stop scan\n"), 0, false},
+    {597, 597, say("rand scan\n"), say("stop scan\n"), 0, false},
+    {598, 598, say("frame scan\n"), say("stop scan\n"), 0, false},
+    {599, 599, say("auto scan\n"), say("stop scan\n"), 0, false},
+    {711, 718, count("run tour "), count("run tour "), 710, true, run_pattern, run_pattern, 90, 90},
+    {721, 728, count("run scan "), count("run scan "), 720, true, run_pattern, run_pattern, 64, 64},
+    {730, 730, say("pelco-d enter\n"), say("pelco-d enter\n"), 0, false},
+    {731, 731, say("pelco-d esc\n"), say("pelco-d esc\n"), 0, false},
+    {740, 740, say("skip menu exit\n"), say("skip menu exit\n"), 0, false},
+    {930, 930, say("AUX_VAL_CAM_RESET\n"), say("AUX_VAL_CAM_RESET\n"), 0, false},
+    {931, 941, kQuiet, kQuiet, 0, false},
 };
 
 constexpr const AuxRow* find_aux(uint16_t aux) {
@@ -85,9 +108,29 @@ constexpr const AuxRow* find_aux(uint16_t aux) {
 }
 
 constexpr bool c1080b_has(uint16_t aux) { return &c1080b_aux_row(aux) != &c1080b_aux::kOther; }
-static_assert(c1080b_has(595) && c1080b_has(554) && !c1080b_has(555) && !c1080b_has(711));
 
-constexpr uint32_t kHoldUs = 1000000;
+// Every value the C1080B table gives a meaning has a row here, and every row
+// value that the C1080B lacks has a frame of its own.
+constexpr bool table_complete() {
+    for (const C1080bAuxRow& b : c1080b_aux::kTable)
+        for (uint32_t v = b.first; v <= b.last; ++v)
+            if (find_aux(static_cast<uint16_t>(v)) == nullptr) return false;
+    for (const AuxRow& r : kAux)
+        for (uint32_t v = r.first; v <= r.last; ++v)
+            if (!c1080b_has(static_cast<uint16_t>(v)) && r.on_cmd == 0) return false;
+    return true;
+}
+static_assert(table_complete());
+static_assert(c1080b_has(595) && c1080b_has(554) && !c1080b_has(555) && !c1080b_has(711) && !find_aux(8) &&
+              !find_aux(719));
+
+void log_side(Daemon& d, const AuxRow& r, const AuxSay& s, uint16_t aux) {
+    if (s.text == nullptr) return;
+    if (r.numbered)
+        d.log("%s%d%s", s.text, aux - r.base, s.tail);
+    else
+        d.log("%s", s.text);
+}
 
 void handle_aux(Daemon& d, int port, uint8_t addr, Cmd c) {
     d.log("C1080PT AUX %d %d\n", c.arg16(), c.action());
@@ -96,35 +139,24 @@ void handle_aux(Daemon& d, int port, uint8_t addr, Cmd c) {
     const AuxRow* r = find_aux(aux);
     if (r == nullptr) {
         d.log("pelcod unkown aux command sent to preset, %d\n", aux);
-        pelcod_send(d, port, addr, on ? goto_preset : set_preset, 0, static_cast<uint8_t>(aux));
+        pelcod_send(d, port, addr, on ? goto_preset : set_preset, 0, static_cast<uint8_t>(aux),
+                    c1080pt::frame_wait_us);
         return;
     }
-    const char* text = on ? r->on_text : r->off_text;
-    if (r->numbered)
-        d.log("%s%d\n", text, aux - r->base);
-    else
-        d.log("%s", text);
-    bool hold = false;
-    C1080bAuxFrame f{};
+    log_side(d, *r, on ? r->on : r->off, aux);
     if (c1080b_has(aux)) {
-        const C1080bAuxRow& b = c1080b_aux_row(aux);
-        f = c1080b_aux_frame(b, aux, on);
-        hold = b.kind == C1080bAuxKind::hold;
-    } else {
-        const int data = on ? r->on_d2 : r->off_d2;
-        f = {on ? r->on_cmd : r->off_cmd, 0, static_cast<uint8_t>(r->numbered ? aux + data : data)};
+        c1080b_aux_send(d, port, addr, c1080b_aux_row(aux), aux, on);
+        return;
     }
-    pelcod_send(d, port, addr, f.cmd, f.d1, f.d2);
-    if (hold) {
-        d.os.usleep(kHoldUs);
-        d.log("Send Stop\n");
-        pelcod_send(d, port, addr, 0, 0, 0);
-    }
+    const int data = on ? r->on_d2 : r->off_d2;
+    pelcod_send(d, port, addr, on ? r->on_cmd : r->off_cmd, 0,
+                static_cast<uint8_t>(r->numbered ? aux + data : data), c1080pt::frame_wait_us);
 }
 
-void zoom_box(Daemon& d, int port, uint8_t addr, Cmd c) {
+void zoom_box(Daemon& d, int port, uint16_t addr16, Cmd c) {
+    const auto addr = static_cast<uint8_t>(addr16);
     const ZoomBox box = zoom_box_of(c);
-    const zoombox::Position cur = C1080PT_get_pos(d, port, addr);
+    const zoombox::Position cur = C1080PT_get_pos(d, port, addr16);
     zoombox::Position next = cur;
     if (box.zoom_out) {
         next.zoom = c1080pt::wide_probe_zoom;
@@ -139,10 +171,10 @@ void zoom_box(Daemon& d, int port, uint8_t addr, Cmd c) {
 
 }  // namespace
 
-zoombox::Position C1080PT_get_pos(Daemon& d, int port, uint8_t addr) {
+zoombox::Position C1080PT_get_pos(Daemon& d, int port, uint16_t addr) {
     uint8_t reply[20];
     for (int attempt = 1; attempt <= c1080pt::attempts; ++attempt) {
-        if (read_position(d, port, addr, c1080pt::request_wait_us, reply)) break;
+        if (read_position(d, port, static_cast<uint8_t>(addr), c1080pt::request_wait_us, reply)) break;
         if (attempt < c1080pt::attempts)
             d.log("ptzsvr(%s) : addr %d getpos failure. tryed %d times\n", "C1080PT_get_pos", addr, attempt);
     }
@@ -155,9 +187,9 @@ zoombox::Position C1080PT_get_pos(Daemon& d, int port, uint8_t addr) {
     return pos;
 }
 
-zoombox::Position C1080PT_WONWOO_get_pos(Daemon& d, int port, uint8_t addr) {
+zoombox::Position C1080PT_WONWOO_get_pos(Daemon& d, int port, uint16_t addr) {
     uint8_t reply[20];
-    if (!read_position(d, port, addr, 0, reply))
+    if (!read_position(d, port, static_cast<uint8_t>(addr), 0, reply))
         d.log("ptzsvr(%s) : addr %d getpos failure\n", "C1080PT_WONWOO_get_pos", addr);
     return parse_position(reply);
 }
@@ -248,8 +280,8 @@ void PTZAction_C1080PT(Daemon& d, int port, uint16_t addr16, uint8_t* cmd) {
     d.log("C1080PT msg_id[%x],action[%x],addr[%d],x[%d],y[%d]", c.msg_id(), c.action(), addr16, c.x(), c.y());
     switch (c.msg_id()) {
         case msg::set_position: c1080pt_set_position(d, port, addr, c); break;
-        case msg::query_position: c1080pt_report_position(d, c, C1080PT_get_pos(d, port, addr)); break;
-        case msg::zoom_box: zoom_box(d, port, addr, c); break;
+        case msg::query_position: c1080pt_report_position(d, c, C1080PT_get_pos(d, port, addr16)); break;
+        case msg::zoom_box: zoom_box(d, port, addr16, c); break;
         case msg::aux:
         case msg::aux2: handle_aux(d, port, addr, c); break;
         default: c1080pt_pelcod(d, port, addr, c, C1080ptKind::plain); break;

@@ -57,10 +57,11 @@ inline ZoomBox zoom_box_of(Cmd c) {
 }
 
 // Reads the camera's position: up to three tries, a tilt below the horizon
-// shrunk to 0.
-zoombox::Position C1080PT_get_pos(Daemon& d, int port, uint8_t addr);
+// shrunk to 0. `addr` is the configured address: its low byte goes on the
+// line, the whole of it into the failure lines.
+zoombox::Position C1080PT_get_pos(Daemon& d, int port, uint16_t addr);
 // The WONWOO form: one try, the tilt as the camera gives it.
-zoombox::Position C1080PT_WONWOO_get_pos(Daemon& d, int port, uint8_t addr);
+zoombox::Position C1080PT_WONWOO_get_pos(Daemon& d, int port, uint16_t addr);
 // Sends an absolute position (low 16 bits of each value); returns 11.
 int c1080pt_send_position(Daemon& d, int port, uint8_t addr, uint32_t pan, uint32_t tilt, uint32_t zoom);
 // Set position and position query, shared by the family.

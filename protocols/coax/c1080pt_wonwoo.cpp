@@ -75,10 +75,11 @@ void menu_key(Daemon& d, int port, uint8_t addr, uint16_t key) {
     c1080pt_send7(d, port, addr, C1080ptKind::wonwoo, 0, 0, 0);
 }
 
-void zoom_box(Daemon& d, int port, uint8_t addr, Cmd c, int mode) {
+void zoom_box(Daemon& d, int port, uint16_t addr16, Cmd c, int mode) {
     using namespace zoombox;
+    const auto addr = static_cast<uint8_t>(addr16);
     const ZoomBox box = zoom_box_of(c);
-    const Position cur = C1080PT_WONWOO_get_pos(d, port, addr);
+    const Position cur = C1080PT_WONWOO_get_pos(d, port, addr16);
     Position next = cur;
     if (box.zoom_out) {
         next.zoom = kWideZoom;
@@ -143,9 +144,9 @@ void PTZAction_C1080PT_WONWOO(Daemon& d, int port, uint16_t addr16, uint8_t* cmd
         case msg::set_position: c1080pt_set_position(d, port, addr, c); break;
         case msg::query_position:
             d.log("C1080PT_WONWOO_send_get_pos for %d\n", c.channel());
-            c1080pt_report_position(d, c, C1080PT_WONWOO_get_pos(d, port, addr));
+            c1080pt_report_position(d, c, C1080PT_WONWOO_get_pos(d, port, addr16));
             break;
-        case msg::zoom_box: zoom_box(d, port, addr, c, mode); break;
+        case msg::zoom_box: zoom_box(d, port, addr16, c, mode); break;
         case msg::aux:
         case msg::aux2: C1080PT_WONWOO_aux(d, port, addr16, cmd, mode); break;
         default: c1080pt_pelcod(d, port, addr, c, C1080ptKind::wonwoo); break;

@@ -27,7 +27,7 @@
 
 #include "core/command.h"
 #include "core/daemon.h"
-#include "devices/report.h"
+#include "core/report.h"
 #include "protocols/drivers.h"
 #include "protocols/rs485/pelco_d.h"
 #include "protocols/rs485/vocabulary.h"

@@ -1,4 +1,4 @@
-#include "devices/report.h"
+#include "core/report.h"
 
 #include "common/wire.h"
 #include "core/command.h"
