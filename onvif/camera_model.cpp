@@ -224,7 +224,7 @@ double tilt_generic(const AbsUnits& a, int32_t u) { return to_generic(u, -1, 1, 
 double zoom_generic(const AbsUnits& a, int32_t u) { return to_generic(u, 0, 1, a.zoom, false); }
 
 uint32_t to_wire(int32_t units) { return static_cast<uint32_t>(units < 0 ? 36000 + units : units); }
-int32_t from_wire(uint32_t v) {
+int32_t tilt_from_wire(uint32_t v) {
     const int32_t s = static_cast<int32_t>(v & 0xFFFF);
     return s > 18800 && s <= 36000 && v <= 36000 ? s - 36000 : static_cast<int32_t>(v);
 }

@@ -89,9 +89,10 @@ int32_t zoom_units(const AbsUnits& a, double g);
 double pan_generic(const AbsUnits& a, int32_t u);
 double tilt_generic(const AbsUnits& a, int32_t u);
 double zoom_generic(const AbsUnits& a, int32_t u);
-// Units as the set-position command carries them, and report values as units.
+// Units as the set-position command carries them (a negative tilt as
+// 36000 + t), and a report's tilt as units; pan and zoom travel as they are.
 uint32_t to_wire(int32_t units);
-int32_t from_wire(uint32_t v);
+int32_t tilt_from_wire(uint32_t v);
 
 // Preset numbers.
 bool preset_usable(const ModelTraits& t, int n);

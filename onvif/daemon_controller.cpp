@@ -267,7 +267,7 @@ public:
         if (tr.has_pan_tilt && !fov_target(c->t->lens, now, tr.pan, tr.tilt, target)) return Err::unreachable;
         if (tr.has_zoom && tr.zoom != 0) {
             const AbsUnits& a = *c->t->abs;
-            const double z = std::clamp(zoom_generic(a, from_wire(now[2])) + tr.zoom, 0.0, 1.0);
+            const double z = std::clamp(zoom_generic(a, static_cast<int32_t>(now[2])) + tr.zoom, 0.0, 1.0);
             target[2] = to_wire(zoom_units(a, z));
         }
         return position_to(ch, *c, target);
@@ -300,9 +300,9 @@ public:
             const AbsUnits& a = *c->t->abs;
             out.has_position = true;
             out.position.has_pan_tilt = out.position.has_zoom = true;
-            out.position.pan = pan_generic(a, from_wire(v[0]));
-            out.position.tilt = tilt_generic(a, from_wire(v[1]));
-            out.position.zoom = zoom_generic(a, from_wire(v[2]));
+            out.position.pan = pan_generic(a, static_cast<int32_t>(v[0]));
+            out.position.tilt = tilt_generic(a, tilt_from_wire(v[1]));
+            out.position.zoom = zoom_generic(a, static_cast<int32_t>(v[2]));
         }
         return Err::ok;
     }
@@ -319,9 +319,9 @@ public:
             if (p.has_position && c->t->abs != nullptr) {
                 const AbsUnits& a = *c->t->abs;
                 r.has_position = true;
-                r.position = {true, pan_generic(a, from_wire(p.position[0])),
-                              tilt_generic(a, from_wire(p.position[1])), true,
-                              zoom_generic(a, from_wire(p.position[2]))};
+                r.position = {true, pan_generic(a, static_cast<int32_t>(p.position[0])),
+                              tilt_generic(a, tilt_from_wire(p.position[1])), true,
+                              zoom_generic(a, static_cast<int32_t>(p.position[2]))};
             }
             out.push_back(r);
         }
@@ -580,9 +580,9 @@ private:
     // Within one unit on every axis; pan wraps.
     static bool near(const AbsUnits& a, const uint32_t v[3], const uint32_t t[3]) {
         const int32_t period = a.pan.hi + 1;
-        const int32_t dp = std::abs(from_wire(v[0]) - from_wire(t[0])) % period;
-        return std::min(dp, period - dp) <= 1 && std::abs(from_wire(v[1]) - from_wire(t[1])) <= 1 &&
-               std::abs(from_wire(v[2]) - from_wire(t[2])) <= 1;
+        const int32_t dp = std::abs(static_cast<int32_t>(v[0]) - static_cast<int32_t>(t[0])) % period;
+        return std::min(dp, period - dp) <= 1 && std::abs(tilt_from_wire(v[1]) - tilt_from_wire(t[1])) <= 1 &&
+               std::abs(static_cast<int32_t>(v[2]) - static_cast<int32_t>(t[2])) <= 1;
     }
 
     void receive_loop() {

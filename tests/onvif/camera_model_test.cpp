@@ -1,0 +1,172 @@
+// The camera side's pure parts: joystick bytes, absolute units, the
+// field-of-view target and the preset store.
+#include "onvif/camera_model.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <string>
+
+#include "onvif/presets.h"
+#include "zoombox/zoombox.h"
+
+using namespace ptz::onvif;
+
+namespace {
+
+const ModelTraits& model(uint16_t id) {
+    const ModelTraits* t = find_model(id);
+    EXPECT_NE(t, nullptr) << std::hex << id;
+    return *t;
+}
+
+TEST(CameraModel, VelocityBytes) {
+    // model, velocity, byte: the top ordinary speed at +-1, the dead band left
+    // at the smallest velocity, proportional in between.
+    struct Row {
+        uint16_t model;
+        double v;
+        int byte;
+    } rows[] = {
+        {0x1600, 1, 0x7F},    {0x1600, -1, 0x01},    {0x1600, 0, 0x40},    {0x1600, 0.5, 0x60},
+        {0x1600, 1e-6, 0x43}, {0x1600, -1e-6, 0x3D}, {0x1600, 7.0, 0x7F},  {0x1602, 1, 0x7C},
+        {0x1602, -1, 0x04},   {0x1904, 1e-6, 0x51},  {0x1904, -0.1, 0x2F}, {0x808, 1, 0x60},
+        {0x808, -1, 0x20},    {0x801, 1, 0x7B},      {0x2201, -1, 0x08},   {0x1600, NAN, 0x40},
+    };
+    for (const Row& r : rows)
+        EXPECT_EQ(pt_byte(model(r.model), r.v), r.byte) << std::hex << r.model << " " << r.v;
+    EXPECT_EQ(zoom_byte(model(0x1600), 1e-6), 0x41);
+    EXPECT_EQ(zoom_byte(model(0x1600), -1), 0x01);
+}
+
+TEST(CameraModel, TopSpeedIsNoTurbo) {
+    // Pelco-D carries the distance as the speed: 0x40 would be its turbo.
+    // HUNT wraps at four times 64 and limits to 239; HIK-C doubles to 63.
+    EXPECT_EQ(pt_byte(model(0x1600), 1) - 0x40, 0x3F);
+    EXPECT_LE((pt_byte(model(0x801), 1) - 0x40) * 4, 239);
+    EXPECT_LE((0x40 - pt_byte(model(0x808), -1)) * 2, 64);
+    EXPECT_EQ((0x40 - pt_byte(model(0x1602), -1)) / 4, 15);
+}
+
+TEST(CameraModel, AbsoluteRoundTrip) {
+    // Every position-reporting model: generic -> units -> wire -> units ->
+    // generic within one unit, negative tilts included.
+    for (uint16_t id : {0x302, 0x303, 0x304, 0x305, 0x306, 0x1400, 0x1600, 0x2300, 0x2301}) {
+        const ModelTraits& t = model(id);
+        ASSERT_NE(t.abs, nullptr) << std::hex << id;
+        const AbsUnits& a = *t.abs;
+        for (double g : {-1.0, -0.73, -0.5, 0.0, 0.01, 0.5, 0.999, 1.0}) {
+            const double step_pt = 2.0 / (a.pan.hi - a.pan.lo), step_t = 2.0 / (a.tilt.hi - a.tilt.lo);
+            EXPECT_NEAR(pan_generic(a, int32_t(to_wire(pan_units(a, g)))), g, step_pt) << std::hex << id;
+            EXPECT_NEAR(tilt_generic(a, tilt_from_wire(to_wire(tilt_units(a, g)))), g, step_t)
+                << std::hex << id;
+            const double z = (g + 1) / 2;
+            EXPECT_NEAR(zoom_generic(a, int32_t(to_wire(zoom_units(a, z)))), z,
+                        1.0 / (a.zoom.hi - a.zoom.lo));
+        }
+        // Up is the lowest tilt, the top of the generic space.
+        EXPECT_EQ(tilt_units(a, 1), a.tilt.lo);
+        EXPECT_TRUE(channel_info(0, t).absolute && channel_info(0, t).home);
+    }
+    EXPECT_EQ(to_wire(-800), 35200u);
+    EXPECT_EQ(tilt_from_wire(35200), -800);
+    EXPECT_EQ(tilt_from_wire(18000), 18000);
+}
+
+TEST(CameraModel, WhatEachModelOffers) {
+    EXPECT_EQ(find_model(0x500), nullptr);  // no encoder: nothing reaches a camera
+    EXPECT_EQ(find_model(0x901), nullptr);  // a sensor device
+    EXPECT_FALSE(channel_info(0, model(0x1601)).absolute);
+    EXPECT_TRUE(channel_info(0, model(0x302)).fov_relative);
+    EXPECT_FALSE(channel_info(0, model(0x1600)).fov_relative);
+    EXPECT_EQ(max_presets(model(0x1602)), 156);
+    EXPECT_EQ(max_presets(model(0x1600)), 78);  // 1..80 without flip and pan zero
+    EXPECT_EQ(max_presets(pelco_d_tvi()), 0);
+    uint16_t code = 0;
+    bool on = false;
+    ASSERT_TRUE(aux_code(model(0x1600), "Tour3", code, on));
+    EXPECT_EQ(code, 713);
+    ASSERT_TRUE(aux_code(model(0x1600), "AuxOutput9|Off", code, on));
+    EXPECT_EQ(code, 9);
+    EXPECT_FALSE(on);
+    ASSERT_TRUE(aux_code(model(0x305), "tt:Wiper|On", code, on));
+    EXPECT_EQ(code, 502);
+    EXPECT_FALSE(aux_code(model(0x1601), "tt:Wiper|On", code, on));
+    EXPECT_FALSE(aux_code(model(0x301), "Pattern5", code, on));
+}
+
+TEST(CameraModel, FieldOfViewTarget) {
+    // x = 0.5 pans a quarter of the lens table's field of view, y = 1 tilts
+    // half the picture's height up; the zoom never changes. At tilt 0 the
+    // compensation leaves pans alone, and a point on the vertical centre
+    // line tilts without it.
+    struct Row {
+        Lens lens;
+        uint32_t pos[3];
+        double x, y, dpan, dtilt;
+    } rows[] = {
+        {Lens::probe, {18000, 0, 273}, 0.5, 0, 2730 / 4.0, 0},
+        {Lens::probe, {18000, 0, 2730}, -1, 0, -305 / 2.0, 0},
+        {Lens::probe, {18000, 4000, 2730}, 0, 1, 0, -305 * 0.58 / 2},
+        {Lens::z10b, {100, 0, 16384}, -0.5, 0, -304 / 4.0, 0},
+        {Lens::z10b, {100, 4000, 16384}, 0, -0.5, 0, 304 * 0.59 / 4},
+        {Lens::z20b_nowrap, {35990, 0, 16384}, 0.5, 0, 161 / 4.0 - 36000, 0},
+    };
+    for (const Row& r : rows) {
+        uint32_t out[3];
+        ASSERT_TRUE(fov_target(r.lens, r.pos, r.x, r.y, out));
+        EXPECT_NEAR(double(out[0]), r.pos[0] + r.dpan, 1.5);
+        EXPECT_NEAR(double(out[1]), r.pos[1] + r.dtilt, 1.5);
+        EXPECT_EQ(out[2], r.pos[2]);
+    }
+    uint32_t out[3];
+    EXPECT_FALSE(fov_target(Lens::none, rows[0].pos, 0, 0, out));
+    // The same geometry the zoom box uses, to the rounding.
+    const uint32_t pos[3] = {9000, 3000, 1500};
+    ASSERT_TRUE(fov_target(Lens::probe, pos, 0.3, -0.7, out));
+    const auto g = ptz::zoombox::getNewPtValue_Probe(9000, 3000, 1500, 960 + 480 * 0.3, 540 + 270 * 0.7);
+    EXPECT_EQ(out[0], uint32_t(std::lround(g.pan)));
+    EXPECT_EQ(out[1], uint32_t(std::lround(g.tilt)));
+}
+
+TEST(PresetStore, PersistsNamesAndHome) {
+    char dir[] = "/tmp/ptzpresetsXXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    const std::string path = std::string(dir) + "/ch0.presets";
+    ChannelPresets p;
+    ASSERT_TRUE(load_presets(path, p));  // none yet
+    EXPECT_TRUE(p.presets.empty());
+    p.presets[35] = {"Front door, left", true, {100, 35200, 4000}};
+    p.presets[2] = {"x\ny", false, {}};
+    p.has_home = true;
+    p.home[0] = 9000;
+    ASSERT_TRUE(save_presets(path, p));
+    ChannelPresets q;
+    ASSERT_TRUE(load_presets(path, q));
+    ASSERT_EQ(q.presets.size(), 2u);
+    EXPECT_EQ(q.presets[35].name, "Front door, left");
+    EXPECT_EQ(q.presets[35].position[1], 35200u);
+    EXPECT_EQ(q.presets[2].name, "x y");  // one line per preset
+    EXPECT_TRUE(q.has_home);
+    EXPECT_EQ(q.home[0], 9000u);
+    EXPECT_EQ(access((path + ".tmp").c_str(), F_OK), -1);
+    std::system((std::string("rm -rf ") + dir).c_str());
+}
+
+TEST(PresetStore, LowestFreeNumber) {
+    const ModelTraits& pelco = model(0x1600);
+    ChannelPresets p;
+    EXPECT_EQ(lowest_free_preset(pelco, p), 1);
+    for (int n = 1; n <= 32; ++n) p.presets[n] = {};
+    EXPECT_EQ(lowest_free_preset(pelco, p), 35);  // 33 and 34 are the camera's functions
+    for (int n = 35; n <= 80; ++n) p.presets[n] = {};
+    EXPECT_EQ(lowest_free_preset(pelco, p), 0);  // full
+    p.presets.erase(7);
+    EXPECT_EQ(lowest_free_preset(pelco, p), 7);
+    EXPECT_EQ(lowest_free_preset(model(0x301), ChannelPresets{}), 10);
+    EXPECT_EQ(lowest_free_preset(model(0x1901), ChannelPresets{}), 0);
+}
+
+}  // namespace
