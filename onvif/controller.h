@@ -27,14 +27,14 @@ enum class Err {
 
 // One PTZ camera of the recorder: a video channel whose model is a PTZ camera.
 struct ChannelInfo {
-    int channel = 0;  // video channel, from 0; the profile is "ch<channel>"
+    int channel = 0;            // video channel, from 0; the profile is "ch<channel>"
     uint16_t model_id = 0;
-    std::string protocol;          // the protocol's name, for GetNode and GetDeviceInformation
-    bool zoom = true;              // the protocol drives a zoom lens
-    bool absolute = false;         // AbsoluteMove, and GetStatus gives a position read from the camera
-    bool fov_relative = false;     // RelativeMove in the field-of-view translation space
-    bool home = false;             // GotoHomePosition and SetHomePosition
-    int max_presets = 0;           // presets the camera can store through this service
+    std::string protocol;       // the protocol's name, for GetNode and GetDeviceInformation
+    bool zoom = true;           // the protocol drives a zoom lens
+    bool absolute = false;      // AbsoluteMove, and GetStatus gives a position read from the camera
+    bool fov_relative = false;  // RelativeMove in the field-of-view translation space
+    bool home = false;          // GotoHomePosition and SetHomePosition
+    int max_presets = 0;        // presets the camera can store through this service
     std::vector<std::string> aux;  // SendAuxiliaryCommand names, e.g. "tt:Wiper|On"
 };
 
