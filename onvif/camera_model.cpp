@@ -12,14 +12,14 @@ namespace {
 
 // Hundredths of a degree; Pelco-D heads look from straight up (-9000) to
 // straight down (9000), the lens over the simulated and C1080 lenses' range.
-constexpr AbsUnits kPelcoD{{0, 35999}, {-9000, 9000}, {0, 16384}, true};
+constexpr AbsUnits kPelcoD{{0, 36000}, {-9000, 9000}, {0, 16384}, true};
 // The C1080PT's Probe lens; its driver reports no tilt above the horizon.
-constexpr AbsUnits kProbe{{0, 35999}, {0, 9000}, {273, 5460}, true};
+constexpr AbsUnits kProbe{{0, 36000}, {0, 9000}, {273, 5460}, true};
 // WONWOO heads: the Z20B and IR Z30B look 8 degrees above the horizon.
-constexpr AbsUnits kWonwoo{{0, 35999}, {0, 9000}, {0, 16384}, true};
-constexpr AbsUnits kWonwooUp{{0, 35999}, {-800, 9000}, {0, 16384}, true};
+constexpr AbsUnits kWonwoo{{0, 36000}, {0, 9000}, {0, 16384}, true};
+constexpr AbsUnits kWonwooUp{{0, 36000}, {-800, 9000}, {0, 16384}, true};
 // EZ and F2E: tenths of a degree.
-constexpr AbsUnits kEz{{0, 3599}, {0, 900}, {0, 16384}, false};
+constexpr AbsUnits kEz{{0, 3600}, {0, 900}, {0, 16384}, false};
 
 // Pelco-D dialects: 33 and 34 are flip and pan zero; from 88 on the numbers
 // switch IR, limits, the menu and the scans.
@@ -216,7 +216,10 @@ ChannelInfo channel_info(int channel, const ModelTraits& t) {
 uint8_t pt_byte(const ModelTraits& t, double v) { return axis_byte(v, t.pt_min, t.pt_max); }
 uint8_t zoom_byte(const ModelTraits& t, double v) { return axis_byte(v, 1, t.zoom_max); }
 
-int32_t pan_units(const AbsUnits& a, double g) { return to_units(g, -1, 1, a.pan, false); }
+// Pan is an angle: its span is the full turn, and the turn itself is 0 again.
+int32_t pan_units(const AbsUnits& a, double g) {
+    return std::min(to_units(g, -1, 1, a.pan, false), a.pan.hi - 1);
+}
 int32_t tilt_units(const AbsUnits& a, double g) { return to_units(g, -1, 1, a.tilt, true); }
 int32_t zoom_units(const AbsUnits& a, double g) { return to_units(g, 0, 1, a.zoom, false); }
 double pan_generic(const AbsUnits& a, int32_t u) { return to_generic(u, -1, 1, a.pan, false); }

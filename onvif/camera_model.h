@@ -23,7 +23,8 @@ struct Span {
 // report carry. Tilt grows downwards (lo is the highest the head looks); a
 // negative tilt travels as 36000 + t.
 struct AbsUnits {
-    Span pan, tilt, zoom;
+    Span pan;  // a full turn: hi is lo again
+    Span tilt, zoom;
     // The driver reports a failed read as (0, 0, 0) with a success status.
     bool zeros_mean_failure;
 };

@@ -579,7 +579,7 @@ private:
 
     // Within one unit on every axis; pan wraps.
     static bool near(const AbsUnits& a, const uint32_t v[3], const uint32_t t[3]) {
-        const int32_t period = a.pan.hi + 1;
+        const int32_t period = a.pan.hi - a.pan.lo;
         const int32_t dp = std::abs(static_cast<int32_t>(v[0]) - static_cast<int32_t>(t[0])) % period;
         return std::min(dp, period - dp) <= 1 && std::abs(tilt_from_wire(v[1]) - tilt_from_wire(t[1])) <= 1 &&
                std::abs(static_cast<int32_t>(v[2]) - static_cast<int32_t>(t[2])) <= 1;
