@@ -247,7 +247,7 @@ TEST_F(ControllerTest, PresetsSurviveARestart) {
     ASSERT_EQ(ctl_->set_preset(1, "", t3), Err::ok);
     ASSERT_EQ(ctl_->goto_preset(1, t3), Err::ok);  // through the aux fallback
     // Position reads for the Pelco-D presets come between the stores.
-    EXPECT_EQ(ids(daemon_->wait(9)), "e0a4:0 e120:1 e120:2 e122:1 e114:0 e120:a e091:101");
+    EXPECT_EQ(ids(daemon_->wait(8)), "e0a4:0 e120:1 e120:2 e122:1 e114:0 e120:a e091:101");
     ctl_.reset();
     start();
     std::vector<Preset> p;
