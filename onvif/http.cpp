@@ -1,0 +1,196 @@
+#include "onvif/http.h"
+
+#include <civetweb.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace ptz::onvif {
+
+namespace {
+
+uint32_t steady_ms() {
+    using namespace std::chrono;
+    return static_cast<uint32_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+}
+
+int64_t wall_ms() {
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+const char* reason_of(int status) {
+    switch (status) {
+        case 200: return "OK";
+        case 400: return "Bad Request";
+        case 401: return "Unauthorized";
+        case 405: return "Method Not Allowed";
+        case 408: return "Request Timeout";
+        case 413: return "Content Too Large";
+        case 500: return "Internal Server Error";
+        default: return "Error";
+    }
+}
+
+// An answer that ends the connection: the rest of the request is never read.
+void send_close(mg_connection* conn, int status) {
+    mg_printf(
+        conn,
+        "HTTP/1.1 %d %s\r\nContent-Type: text/plain\r\nContent-Length: %zu\r\nConnection: close\r\n\r\n%s\n",
+        status, reason_of(status), std::strlen(reason_of(status)) + 1, reason_of(status));
+}
+
+}  // namespace
+
+HttpServer::HttpServer(Service& service, HttpConfig cfg) : service_(service), cfg_(std::move(cfg)) {}
+
+HttpServer::~HttpServer() { stop(); }
+
+bool HttpServer::start(std::string& error) {
+    std::string threads = std::to_string(cfg_.threads);
+    std::string timeout = std::to_string(cfg_.header_timeout_ms);
+    const char* options[] = {
+        "listening_ports",
+        cfg_.listen.c_str(),
+        "num_threads",
+        threads.c_str(),
+        // Connections that wait for a free thread.
+        "connection_queue",
+        "256",
+        "listen_backlog",
+        "256",
+        // civetweb's own bound on the request line and headers, counted
+        // from the first byte; the body's bound is ours (serve).
+        "request_timeout_ms",
+        timeout.c_str(),
+        "enable_keep_alive",
+        "yes",
+        "keep_alive_timeout_ms",
+        "5000",
+        // Room for the request line and headers; longer ones get 413.
+        "max_request_size",
+        "16384",
+        nullptr,
+    };
+    mg_callbacks cb{};
+    cb.http_error = on_http_error;
+    cb.init_connection = on_init_connection;
+    mg_init_library(0);
+    ctx_ = mg_start(&cb, this, options);
+    if (!ctx_) {
+        error = "cannot listen on " + cfg_.listen;
+        return false;
+    }
+    mg_set_request_handler(ctx_, "/", on_request, this);
+    return true;
+}
+
+void HttpServer::stop() {
+    if (ctx_) {
+        mg_stop(ctx_);
+        ctx_ = nullptr;
+        mg_exit_library();
+    }
+}
+
+int HttpServer::port() const {
+    mg_server_port ports[1];
+    if (!ctx_ || mg_get_server_ports(ctx_, 1, ports) < 1) return -1;
+    return ports[0].port;
+}
+
+int HttpServer::on_init_connection(const mg_connection*, void** data) {
+    // The time the connection started, for telling a request that took too
+    // long from one that was malformed (civetweb reports both as 400).
+    *data = reinterpret_cast<void*>(static_cast<uintptr_t>(steady_ms()));
+    return 0;
+}
+
+int HttpServer::on_http_error(mg_connection* conn, int status, const char*) {
+    auto* self = static_cast<HttpServer*>(mg_get_user_data(mg_get_context(conn)));
+    if (status != 400 || !self) return 1;
+    auto since = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(mg_get_user_connection_data(conn)));
+    if (static_cast<int>(steady_ms() - since) < self->cfg_.header_timeout_ms - 100) return 1;
+    send_close(conn, 408);
+    return 0;
+}
+
+int HttpServer::on_request(mg_connection* conn, void* self) {
+    return static_cast<HttpServer*>(self)->serve(conn);
+}
+
+int HttpServer::serve(mg_connection* conn) {
+    uint32_t start = steady_ms();
+    const mg_request_info* ri = mg_get_request_info(conn);
+    // Headers took at most header_timeout_ms; each mg_read waits at most
+    // about twice that for data, so no read starts after this point.
+    const int body_budget = cfg_.request_deadline_ms - 3 * cfg_.header_timeout_ms - 500;
+    Request req;
+    req.method = ri->request_method ? ri->request_method : "";
+    req.path = ri->local_uri ? ri->local_uri : "";
+    req.client = ri->remote_addr;
+    if (const char* h = mg_get_header(conn, "Host")) req.host = h;
+    if (const char* a = mg_get_header(conn, "Authorization")) req.authorization = a;
+
+    if (ri->content_length > static_cast<long long>(cfg_.max_body)) {
+        mg_disable_connection_keep_alive(conn);
+        send_close(conn, 413);
+        if (cfg_.log)
+            std::fprintf(stderr, "ptzonvif: %s body of %lld bytes refused\n", req.client.c_str(),
+                         ri->content_length);
+        return 413;
+    }
+    if (ri->content_length > 0) req.body.reserve(static_cast<size_t>(ri->content_length));
+    char buf[8192];
+    bool complete = false;
+    for (;;) {
+        if (static_cast<int>(steady_ms() - start) > body_budget) break;
+        int n = mg_read(conn, buf, sizeof buf);
+        if (n <= 0) {
+            // Without a length, the end of the chunks is the end of the body.
+            complete = ri->content_length < 0 || req.body.size() == static_cast<size_t>(ri->content_length);
+            break;
+        }
+        if (req.body.size() + static_cast<size_t>(n) > cfg_.max_body) {
+            mg_disable_connection_keep_alive(conn);
+            send_close(conn, 413);
+            if (cfg_.log)
+                std::fprintf(stderr, "ptzonvif: %s chunked body over the limit refused\n",
+                             req.client.c_str());
+            return 413;
+        }
+        req.body.append(buf, static_cast<size_t>(n));
+        if (ri->content_length >= 0 && req.body.size() == static_cast<size_t>(ri->content_length)) {
+            complete = true;
+            break;
+        }
+    }
+    if (!complete) {
+        mg_disable_connection_keep_alive(conn);
+        send_close(conn, 408);
+        if (cfg_.log) std::fprintf(stderr, "ptzonvif: %s stopped sending its body\n", req.client.c_str());
+        return 408;
+    }
+
+    req.now_ms = wall_ms();
+    Response resp = service_.handle(req);
+    mg_response_header_start(conn, resp.status);
+    mg_response_header_add(conn, "Content-Type", resp.content_type.c_str(), -1);
+    std::string len = std::to_string(resp.body.size());
+    mg_response_header_add(conn, "Content-Length", len.c_str(), -1);
+    for (const auto& [k, v] : resp.headers) mg_response_header_add(conn, k.c_str(), v.c_str(), -1);
+    mg_response_header_send(conn);
+    mg_write(conn, resp.body.data(), resp.body.size());
+    mg_set_user_connection_data(conn, reinterpret_cast<void*>(static_cast<uintptr_t>(steady_ms())));
+    if (cfg_.log) {
+        std::fprintf(stderr, "ptzonvif: %s %s %s %d %ums\n", req.client.c_str(),
+                     resp.user.empty() ? "-" : resp.user.c_str(), resp.op.empty() ? "-" : resp.op.c_str(),
+                     resp.status, steady_ms() - start);
+    }
+    return resp.status;
+}
+
+}  // namespace ptz::onvif
