@@ -1,6 +1,11 @@
 #include "onvif/http.h"
 
+#include <arpa/inet.h>
 #include <civetweb.h>
+#include <dirent.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -84,15 +89,95 @@ bool HttpServer::start(std::string& error) {
         error = "cannot listen on " + cfg_.listen;
         return false;
     }
+    port_ = port();
+    stopping_ = false;
+    watchdog_ = std::thread([this] { watchdog(); });
     mg_set_request_handler(ctx_, "/", on_request, this);
     return true;
 }
 
 void HttpServer::stop() {
+    {
+        std::lock_guard<std::mutex> lock(mu_);
+        stopping_ = true;
+    }
+    cv_.notify_all();
+    if (watchdog_.joinable()) watchdog_.join();
     if (ctx_) {
         mg_stop(ctx_);
         ctx_ = nullptr;
         mg_exit_library();
+    }
+}
+
+namespace {
+
+// The descriptor of our accepted socket from that peer, found by its
+// addresses; only slow clients pay for the search.
+int find_socket(const std::string& peer, int peer_port, int local_port) {
+    DIR* d = opendir("/proc/self/fd");
+    if (!d) return -1;
+    int found = -1;
+    while (dirent* e = readdir(d)) {
+        int fd = std::atoi(e->d_name);
+        if (fd <= 2 || fd == dirfd(d)) continue;
+        sockaddr_storage a{};
+        socklen_t len = sizeof a;
+        if (getpeername(fd, reinterpret_cast<sockaddr*>(&a), &len) != 0) continue;
+        char text[INET6_ADDRSTRLEN] = "";
+        int port = -1;
+        if (a.ss_family == AF_INET) {
+            auto* in = reinterpret_cast<sockaddr_in*>(&a);
+            inet_ntop(AF_INET, &in->sin_addr, text, sizeof text);
+            port = ntohs(in->sin_port);
+        } else if (a.ss_family == AF_INET6) {
+            auto* in6 = reinterpret_cast<sockaddr_in6*>(&a);
+            inet_ntop(AF_INET6, &in6->sin6_addr, text, sizeof text);
+            port = ntohs(in6->sin6_port);
+        }
+        if (port != peer_port || peer != text) continue;
+        sockaddr_storage me{};
+        len = sizeof me;
+        if (getsockname(fd, reinterpret_cast<sockaddr*>(&me), &len) != 0) continue;
+        int my_port = me.ss_family == AF_INET ? ntohs(reinterpret_cast<sockaddr_in*>(&me)->sin_port)
+                                              : ntohs(reinterpret_cast<sockaddr_in6*>(&me)->sin6_port);
+        if (my_port == local_port) {
+            found = fd;
+            break;
+        }
+    }
+    closedir(d);
+    return found;
+}
+
+}  // namespace
+
+std::list<HttpServer::Pending>::iterator HttpServer::watch(const mg_connection* conn, uint32_t deadline_ms) {
+    const mg_request_info* ri = mg_get_request_info(conn);
+    std::lock_guard<std::mutex> lock(mu_);
+    return pending_.insert(pending_.end(), Pending{deadline_ms, ri->remote_addr, ri->remote_port, false});
+}
+
+bool HttpServer::unwatch(std::list<Pending>::iterator it) {
+    std::lock_guard<std::mutex> lock(mu_);
+    bool cut = it->cut;
+    pending_.erase(it);
+    return cut;
+}
+
+void HttpServer::watchdog() {
+    std::unique_lock<std::mutex> lock(mu_);
+    while (!stopping_) {
+        cv_.wait_for(lock, std::chrono::milliseconds(100));
+        uint32_t now = steady_ms();
+        for (Pending& p : pending_) {
+            if (p.cut || static_cast<int32_t>(now - p.deadline_ms) < 0) continue;
+            // The handler is still reading (it unwatches under this lock
+            // first), so the socket is still this connection's.
+            p.cut = true;
+            int fd = find_socket(p.peer, p.peer_port, port_);
+            if (fd >= 0) shutdown(fd, SHUT_RD);
+        }
     }
 }
 
@@ -125,9 +210,9 @@ int HttpServer::on_request(mg_connection* conn, void* self) {
 int HttpServer::serve(mg_connection* conn) {
     uint32_t start = steady_ms();
     const mg_request_info* ri = mg_get_request_info(conn);
-    // Headers took at most header_timeout_ms; each mg_read waits at most
-    // about twice that for data, so no read starts after this point.
-    const int body_budget = cfg_.request_deadline_ms - 3 * cfg_.header_timeout_ms - 500;
+    // The request line and headers took at most header_timeout_ms, and
+    // civetweb notices that a few hundred milliseconds late at worst.
+    const int body_budget = cfg_.request_deadline_ms - 2 * cfg_.header_timeout_ms;
     Request req;
     req.method = ri->request_method ? ri->request_method : "";
     req.path = ri->local_uri ? ri->local_uri : "";
@@ -146,6 +231,7 @@ int HttpServer::serve(mg_connection* conn) {
     if (ri->content_length > 0) req.body.reserve(static_cast<size_t>(ri->content_length));
     char buf[8192];
     bool complete = false;
+    auto watched = watch(conn, start + static_cast<uint32_t>(body_budget));
     for (;;) {
         if (static_cast<int>(steady_ms() - start) > body_budget) break;
         int n = mg_read(conn, buf, sizeof buf);
@@ -155,6 +241,7 @@ int HttpServer::serve(mg_connection* conn) {
             break;
         }
         if (req.body.size() + static_cast<size_t>(n) > cfg_.max_body) {
+            unwatch(watched);
             mg_disable_connection_keep_alive(conn);
             send_close(conn, 413);
             if (cfg_.log)
@@ -168,6 +255,7 @@ int HttpServer::serve(mg_connection* conn) {
             break;
         }
     }
+    if (unwatch(watched)) complete = false;
     if (!complete) {
         mg_disable_connection_keep_alive(conn);
         send_close(conn, 408);

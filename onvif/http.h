@@ -2,9 +2,13 @@
 // (body size, time to send a request) and hands each request to the Service.
 #pragma once
 
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <list>
+#include <mutex>
 #include <string>
+#include <thread>
 
 #include "onvif/service.h"
 
@@ -41,7 +45,26 @@ private:
     static int on_init_connection(const mg_connection* conn, void** data);
     int serve(mg_connection* conn);
 
+    // Cuts the body of a request that is still arriving at its deadline.
+    // civetweb waits as long as a client keeps dripping bytes, so the
+    // watchdog shuts the socket's reading side; the handler then answers 408.
+    struct Pending {
+        uint32_t deadline_ms;
+        std::string peer;
+        int peer_port;
+        bool cut;
+    };
+    std::list<Pending>::iterator watch(const mg_connection* conn, uint32_t deadline_ms);
+    bool unwatch(std::list<Pending>::iterator it);
+    void watchdog();
+
     Service& service_;
+    std::mutex mu_;
+    std::condition_variable cv_;
+    std::list<Pending> pending_;
+    bool stopping_ = false;
+    std::thread watchdog_;
+    int port_ = -1;
     HttpConfig cfg_;
     mg_context* ctx_ = nullptr;
 };
