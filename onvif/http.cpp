@@ -265,13 +265,15 @@ int HttpServer::serve(mg_connection* conn) {
 
     req.now_ms = wall_ms();
     Response resp = service_.handle(req);
-    mg_response_header_start(conn, resp.status);
-    mg_response_header_add(conn, "Content-Type", resp.content_type.c_str(), -1);
-    std::string len = std::to_string(resp.body.size());
-    mg_response_header_add(conn, "Content-Length", len.c_str(), -1);
-    for (const auto& [k, v] : resp.headers) mg_response_header_add(conn, k.c_str(), v.c_str(), -1);
-    mg_response_header_send(conn);
-    mg_write(conn, resp.body.data(), resp.body.size());
+    // One write for the status line, headers and body: two small writes on
+    // a kept-alive connection wait for the client's delayed acknowledgement.
+    std::string out = "HTTP/1.1 " + std::to_string(resp.status) + " " + reason_of(resp.status) +
+                      "\r\nContent-Type: " + resp.content_type +
+                      "\r\nContent-Length: " + std::to_string(resp.body.size()) + "\r\n";
+    for (const auto& [k, v] : resp.headers) out += k + ": " + v + "\r\n";
+    out += "\r\n";
+    out += resp.body;
+    mg_write(conn, out.data(), out.size());
     mg_set_user_connection_data(conn, reinterpret_cast<void*>(static_cast<uintptr_t>(steady_ms())));
     if (cfg_.log) {
         std::fprintf(stderr, "ptzonvif: %s %s %s %d %ums\n", req.client.c_str(),
