@@ -1,0 +1,85 @@
+// A Controller without a daemon: it records every call and answers with a
+// set error, for the unit tests, the fuzzer and trials with ONVIF clients.
+#pragma once
+
+#include <cstdio>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "onvif/controller.h"
+
+namespace ptz::onvif {
+
+class FakeController : public Controller {
+public:
+    FakeController() {
+        ChannelInfo a;  // a plain RS-485 dome: continuous moves and presets only
+        a.channel = 0;
+        a.protocol = "Pelco-D";
+        a.max_presets = 64;
+        a.aux = {"tt:Wiper|On", "tt:Wiper|Off"};
+        ChannelInfo b;  // a zoom-box head with positions and a home
+        b.channel = 3;
+        b.protocol = "C1080PT";
+        b.absolute = b.fov_relative = b.home = true;
+        b.max_presets = 2;
+        chans_ = {a, b};
+    }
+    const std::vector<ChannelInfo>& channels() const override { return chans_; }
+    Err continuous_move(int ch, const Vector& v, int64_t timeout_ms) override {
+        return note(ch, "move " + vec(v) + " " + std::to_string(timeout_ms));
+    }
+    Err stop(int ch, bool pt, bool z) override { return note(ch, std::string("stop ") + "01"[pt] + "01"[z]); }
+    Err absolute_move(int ch, const Vector& v) override {
+        Err e = note(ch, "absolute " + vec(v));
+        if (e == Err::ok) pos_[ch] = v;
+        return e;
+    }
+    Err relative_move(int ch, const Vector& v) override { return note(ch, "relative " + vec(v)); }
+    Err status(int ch, Status& out) override {
+        out.pan_tilt = out.zoom = Move::idle;
+        auto it = pos_.find(ch);
+        if (it != pos_.end()) {
+            out.has_position = true;
+            out.position = it->second;
+        }
+        return note(ch, "status");
+    }
+    Err presets(int ch, std::vector<Preset>& out) override {
+        out = {{"1", "door", false, {}}};
+        return note(ch, "presets");
+    }
+    Err goto_preset(int ch, const std::string& t) override { return note(ch, "goto " + t); }
+    Err set_preset(int ch, const std::string& name, std::string& token) override {
+        if (token.empty()) token = "7";
+        return note(ch, "set " + token + " " + name);
+    }
+    Err remove_preset(int ch, const std::string& t) override { return note(ch, "remove " + t); }
+    Err goto_home(int ch) override { return note(ch, "home"); }
+    Err set_home(int ch) override { return note(ch, "set home"); }
+    Err aux(int ch, const std::string& c) override { return note(ch, "aux " + c); }
+
+    std::vector<std::string> calls;
+    Err next = Err::ok;  // what every call answers
+
+private:
+    static std::string vec(const Vector& v) {
+        char b[96];
+        std::snprintf(b, sizeof b, "%s%g,%g %s%g", v.has_pan_tilt ? "" : "-", v.pan, v.tilt,
+                      v.has_zoom ? "" : "-", v.zoom);
+        return b;
+    }
+    Err note(int ch, const std::string& what) {
+        std::lock_guard<std::mutex> lock(mu_);
+        calls.push_back(std::to_string(ch) + " " + what);
+        if (calls.size() > 1000) calls.erase(calls.begin(), calls.begin() + 500);
+        return next;
+    }
+    std::vector<ChannelInfo> chans_;
+    std::map<int, Vector> pos_;
+    std::mutex mu_;
+};
+
+}  // namespace ptz::onvif

@@ -1,0 +1,191 @@
+// The operations as a client sees them, against a fake controller: who may
+// do what, what each camera advertises, what reaches the controller, and
+// the fault for each failure.
+#include "onvif/service.h"
+
+#include <gtest/gtest.h>
+
+#include "onvif/soap.h"
+#include "tests/onvif/fake_controller.h"
+
+namespace ptz::onvif {
+namespace {
+
+std::string creds(const std::string& user, const std::string& pw) {
+    return "<s:Header><Security xmlns=\"" + std::string(kNsWsse) + "\"><UsernameToken><Username>" + user +
+           "</Username><Password>" + pw + "</Password></UsernameToken></Security></s:Header>";
+}
+
+struct Fixture {
+    FakeController ctl;
+    Auth auth{{{"op", Level::operator_, "pw"}, {"v", Level::user, "vw"}}};
+    Service svc{ctl, auth, ServiceConfig{}};
+
+    Response call(const std::string& op, const std::string& args = "",
+                  const std::string& header = creds("op", "pw"), const char* ns = kNsPtz) {
+        Request r;
+        r.host = "10.0.0.5:8000";
+        r.now_ms = 1700000000000;
+        r.body = "<s:Envelope xmlns:s=\"" + std::string(kNsSoap12) + "\">" + header + "<s:Body><" + op +
+                 " xmlns=\"" + ns + "\">" + args + "</" + op + "></s:Body></s:Envelope>";
+        return svc.handle(r);
+    }
+};
+
+bool has(const Response& r, const std::string& s) { return r.body.find(s) != std::string::npos; }
+
+TEST(Service, WhoMayDoWhat) {
+    struct Row {
+        const char* op;
+        const char* ns;
+        std::string header;
+        int status;
+        const char* fault;
+    } rows[] = {
+        {"GetSystemDateAndTime", kNsDevice, "", 200, nullptr},
+        {"GetProfiles", kNsMedia, "", 401, "ter:NotAuthorized"},
+        {"GetStatus", kNsPtz, creds("op", "bad"), 400, "ter:NotAuthorized"},
+        {"GetStatus", kNsPtz, creds("ghost", "pw"), 400, "ter:NotAuthorized"},
+        {"ContinuousMove", kNsPtz, creds("v", "vw"), 400, "ter:NotAuthorized"},
+        {"GotoPreset", kNsPtz, creds("v", "vw"), 400, "ter:NotAuthorized"},
+        {"GetStatus", kNsPtz, creds("v", "vw"), 200, nullptr},
+        {"GetStatus", kNsMedia, creds("v", "vw"), 500, "ter:ActionNotSupported"},
+        {"Reboot", kNsDevice, creds("op", "pw"), 500, "ter:ActionNotSupported"},
+    };
+    for (const Row& r : rows) {
+        Fixture f;
+        Response resp =
+            f.call(r.op, "<ProfileToken>ch0</ProfileToken><PresetToken>1</PresetToken>", r.header, r.ns);
+        EXPECT_EQ(resp.status, r.status) << r.op << " " << r.header;
+        if (r.fault) {
+            EXPECT_TRUE(has(resp, r.fault)) << r.op << resp.body;
+            // A refused request never reaches a camera.
+            EXPECT_TRUE(f.ctl.calls.empty()) << r.op;
+        }
+        bool challenged = !resp.headers.empty() && resp.headers[0].first == "WWW-Authenticate";
+        EXPECT_EQ(challenged, r.status == 401) << r.op;
+    }
+}
+
+TEST(Service, FaultForEachFailure) {
+    struct Row {
+        Err err;
+        int status;
+        const char* subcode;
+    } rows[] = {
+        {Err::no_profile, 400, "ter:NoProfile"},      {Err::not_supported, 500, "ter:ActionNotSupported"},
+        {Err::invalid_arg, 400, "ter:InvalidArgVal"}, {Err::no_token, 400, "ter:NoToken"},
+        {Err::too_many, 500, "ter:TooManyPresets"},   {Err::no_home, 500, "ter:NoHomePosition"},
+        {Err::unreachable, 500, "s:Receiver"},
+    };
+    for (const Row& r : rows) {
+        Fixture f;
+        f.ctl.next = r.err;
+        Response resp = f.call("SetPreset", "<ProfileToken>ch3</ProfileToken>");
+        EXPECT_EQ(resp.status, r.status) << r.subcode;
+        EXPECT_TRUE(has(resp, r.subcode)) << resp.body;
+    }
+    Fixture f;
+    EXPECT_TRUE(has(f.call("GetStatus", "<ProfileToken>ch9</ProfileToken>"), "ter:NoProfile"));
+}
+
+// Each node offers exactly what its camera does: ch0 is a plain dome, ch3 a
+// zoom-box head with positions and a home.
+TEST(Service, NodesTellTheTruth) {
+    Fixture f;
+    Response r = f.call("GetNodes");
+    SoapRequest parsed;
+    ASSERT_EQ(parse_soap(r.body, parsed), SoapError::none);
+    std::map<std::string, std::string> nodes;
+    for (pugi::xml_node n = parsed.op.first_child(); n; n = n.next_sibling()) {
+        std::ostringstream os;
+        n.print(os);
+        nodes[n.attribute("token").value()] = os.str();
+    }
+    ASSERT_EQ(nodes.size(), 2u);
+    struct Row {
+        const char* text;
+        bool plain, head;
+    } rows[] = {
+        {"ContinuousPanTiltVelocitySpace", true, true},
+        {"AbsolutePanTiltPositionSpace", false, true},
+        {"TranslationSpaceFov", false, true},
+        {"<tt:HomeSupported>true", false, true},
+        {"tt:Wiper|On", true, false},
+        {"MaximumNumberOfPresets>64<", true, false},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(nodes["node0"].find(row.text) != std::string::npos, row.plain) << row.text;
+        EXPECT_EQ(nodes["node3"].find(row.text) != std::string::npos, row.head) << row.text;
+    }
+}
+
+TEST(Service, WhatReachesTheController) {
+    const std::string pt = "<ProfileToken>ch0</ProfileToken>", head = "<ProfileToken>ch3</ProfileToken>";
+    struct Row {
+        const char* op;
+        std::string args;
+        const char* call;  // nullptr: refused with `fault`
+        const char* fault;
+    } rows[] = {
+        {"ContinuousMove",
+         pt + "<Velocity><PanTilt x=\"0.5\" y=\"-0.25\"/><Zoom x=\"0\"/></Velocity><Timeout>PT0.5S</Timeout>",
+         "0 move 0.5,-0.25 0 500", nullptr},
+        {"ContinuousMove", pt + "<Velocity><Zoom x=\"-1\"/></Velocity>", "0 move -0,0 -1 -1", nullptr},
+        {"ContinuousMove", pt + "<Velocity><PanTilt x=\"1.5\" y=\"0\"/></Velocity>", nullptr,
+         "ter:InvalidVelocity"},
+        {"ContinuousMove", pt + "<Velocity><PanTilt x=\"NaN\" y=\"0\"/></Velocity>", nullptr,
+         "ter:InvalidVelocity"},
+        {"ContinuousMove", pt + "<Velocity><PanTilt x=\"0.1\" y=\"0\" space=\"urn:x\"/></Velocity>", nullptr,
+         "ter:SpaceNotSupported"},
+        {"ContinuousMove", pt + "<Velocity><PanTilt x=\"0.1\" y=\"0\"/></Velocity><Timeout>5s</Timeout>",
+         nullptr, "ter:TimeoutNotSupported"},
+        {"Stop", pt + "<PanTilt>false</PanTilt><Zoom>true</Zoom>", "0 stop 01", nullptr},
+        {"Stop", pt, "0 stop 11", nullptr},
+        {"AbsoluteMove", head + "<Position><PanTilt x=\"0.5\" y=\"0.1\"/><Zoom x=\"0.3\"/></Position>",
+         "3 absolute 0.5,0.1 0.3", nullptr},
+        {"AbsoluteMove", head + "<Position><Zoom x=\"-0.3\"/></Position>", nullptr, "ter:InvalidPosition"},
+        {"AbsoluteMove", pt + "<Position><PanTilt x=\"0\" y=\"0\"/></Position>", nullptr,
+         "ter:ActionNotSupported"},
+        {"RelativeMove", head + "<Translation><PanTilt x=\"0.5\" y=\"1\"/><Zoom x=\"0\"/></Translation>",
+         "3 relative 0.5,1 -0", nullptr},
+        {"RelativeMove", head + "<Translation><PanTilt x=\"0.5\" y=\"1\"/><Zoom x=\"0.2\"/></Translation>",
+         nullptr, "ter:SpaceNotSupported"},
+        {"RelativeMove", pt + "<Translation><PanTilt x=\"0.5\" y=\"1\"/></Translation>", nullptr,
+         "ter:ActionNotSupported"},
+        {"GotoHomePosition", pt, nullptr, "ter:ActionNotSupported"},
+        {"SetHomePosition", head, "3 set home", nullptr},
+        {"SendAuxiliaryCommand", pt + "<AuxiliaryData>tt:Wiper|On</AuxiliaryData>", "0 aux tt:Wiper|On",
+         nullptr},
+        {"SendAuxiliaryCommand", pt + "<AuxiliaryData>tt:Light|On</AuxiliaryData>", nullptr,
+         "ter:ActionNotSupported"},
+        {"SetPreset", pt + "<PresetName>gate</PresetName>", "0 set 7 gate", nullptr},
+        {"SetPreset", pt + "<PresetToken>3</PresetToken>", "0 set 3 ", nullptr},
+        {"RemovePreset", pt + "<PresetToken>3</PresetToken>", "0 remove 3", nullptr},
+    };
+    for (const Row& r : rows) {
+        Fixture f;
+        Response resp = f.call(r.op, r.args);
+        if (r.call) {
+            EXPECT_EQ(resp.status, 200) << r.op << r.args << resp.body;
+            ASSERT_EQ(f.ctl.calls.size(), 1u) << r.op << r.args;
+            EXPECT_EQ(f.ctl.calls[0], r.call);
+        } else {
+            EXPECT_TRUE(has(resp, r.fault)) << r.op << r.args << resp.body;
+            EXPECT_TRUE(f.ctl.calls.empty()) << r.op << r.args;
+        }
+    }
+}
+
+TEST(Service, StatusReportsOnlyPositionsReadBack) {
+    Fixture f;
+    const std::string head = "<ProfileToken>ch3</ProfileToken>";
+    EXPECT_FALSE(has(f.call("GetStatus", head), "tt:Position"));
+    f.call("AbsoluteMove", head + "<Position><PanTilt x=\"-0.5\" y=\"0.25\"/><Zoom x=\"1\"/></Position>");
+    Response r = f.call("GetStatus", head);
+    EXPECT_TRUE(has(r, "<tt:PanTilt x=\"-0.5\" y=\"0.25\"")) << r.body;
+    EXPECT_TRUE(has(r, "<tt:MoveStatus><tt:PanTilt>IDLE</tt:PanTilt>")) << r.body;
+}
+
+}  // namespace
+}  // namespace ptz::onvif

@@ -1,0 +1,74 @@
+// The SOAP layer's refusals and the timeout durations clients send.
+#include "onvif/soap.h"
+
+#include <gtest/gtest.h>
+
+namespace ptz::onvif {
+namespace {
+
+std::string envelope(const std::string& body, const std::string& ns = kNsSoap12) {
+    return "<s:Envelope xmlns:s=\"" + ns + "\"><s:Body>" + body + "</s:Body></s:Envelope>";
+}
+
+TEST(Soap, RefusesWhatIsNotAPlainEnvelope) {
+    const std::string op = "<GetNodes xmlns=\"http://www.onvif.org/ver20/ptz/wsdl\"/>";
+    struct Row {
+        std::string text;
+        SoapError want;
+    } rows[] = {
+        {envelope(op), SoapError::none},
+        {"<?xml version=\"1.0\"?>" + envelope(op, kNsSoap11), SoapError::none},
+        {"<!DOCTYPE s:Envelope>" + envelope(op), SoapError::doctype},
+        {"<!DOCTYPE x [<!ENTITY a \"aaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;&a;&a;\">]>" +
+             envelope("<GetNode>&b;</GetNode>"),
+         SoapError::doctype},
+        {"<!DOCTYPE x [<!ENTITY e SYSTEM \"file:///etc/passwd\">]>" + envelope("<GetNode>&e;</GetNode>"),
+         SoapError::doctype},
+        {"<!DOCTYPE x [<!ENTITY e \"unterminated", SoapError::doctype},
+        {envelope(op).substr(0, 40), SoapError::malformed},
+        {"", SoapError::malformed},
+        {"<a><b></a>", SoapError::malformed},
+        {"<Envelope xmlns=\"urn:other\"><Body><x/></Body></Envelope>", SoapError::not_soap},
+        {envelope(""), SoapError::not_soap},
+    };
+    for (const Row& r : rows) {
+        SoapRequest req;
+        EXPECT_EQ(parse_soap(r.text, req), r.want) << r.text;
+    }
+    SoapRequest req;
+    ASSERT_EQ(parse_soap(envelope("<t:GetNodes xmlns:t=\"http://www.onvif.org/ver20/ptz/wsdl\"/>"), req),
+              SoapError::none);
+    EXPECT_EQ(req.op_name, "GetNodes");
+    EXPECT_EQ(req.op_ns, kNsPtz);
+}
+
+TEST(Soap, UndeclaredEntitiesStayText) {
+    SoapRequest req;
+    ASSERT_EQ(parse_soap(envelope("<GetNode>&lt;&amp;&unknown;</GetNode>"), req), SoapError::none);
+    EXPECT_STREQ(req.op.child_value(), "<&&unknown;");
+}
+
+TEST(Soap, Durations) {
+    struct Row {
+        const char* text;
+        bool ok;
+        int64_t ms;
+    } rows[] = {
+        {"PT5S", true, 5000},       {"PT0.5S", true, 500},  {" PT1M30S ", true, 90000},
+        {"P1DT1H", true, 90000000}, {"PT0.0005S", true, 1}, {"PT2H", true, 7200000},
+        {"5S", false, 0},           {"PT", false, 0},       {"P", false, 0},
+        {"-PT5S", false, 0},        {"PT5", false, 0},      {"PTS", false, 0},
+        {"PT5S5M", false, 0},       {"PT1.5M", false, 0},   {"P99999999999D", false, 0},
+        {"PT5SX", false, 0},        {"PT5S5S", false, 0},   {"P1TD", false, 0},
+    };
+    for (const Row& r : rows) {
+        int64_t ms = -1;
+        EXPECT_EQ(parse_duration(r.text, ms), r.ok) << r.text;
+        if (r.ok) {
+            EXPECT_EQ(ms, r.ms) << r.text;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace ptz::onvif
