@@ -19,13 +19,6 @@ namespace ptz::onvif {
 
 namespace {
 
-std::string_view trim(std::string_view s) {
-    const char* ws = " \t\r\n";
-    size_t b = s.find_first_not_of(ws);
-    if (b == std::string_view::npos) return {};
-    return s.substr(b, s.find_last_not_of(ws) - b + 1);
-}
-
 std::string sha1(std::string_view a, std::string_view b = {}, std::string_view c = {}) {
     sha1_ctx ctx;
     sha1_init(&ctx);

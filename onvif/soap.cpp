@@ -9,20 +9,19 @@ namespace ptz::onvif {
 
 namespace {
 
-std::string_view trim(std::string_view s) {
-    const char* ws = " \t\r\n";
-    size_t b = s.find_first_not_of(ws);
-    if (b == std::string_view::npos) return {};
-    size_t e = s.find_last_not_of(ws);
-    return s.substr(b, e - b + 1);
-}
-
 std::string_view prefix_of(const char* name) {
     const char* colon = std::strchr(name, ':');
     return colon ? std::string_view(name, colon - name) : std::string_view();
 }
 
 }  // namespace
+
+std::string_view trim(std::string_view s) {
+    const char* ws = " \t\r\n";
+    size_t b = s.find_first_not_of(ws);
+    if (b == std::string_view::npos) return {};
+    return s.substr(b, s.find_last_not_of(ws) - b + 1);
+}
 
 std::string_view local_name(pugi::xml_node n) {
     const char* name = n.name();

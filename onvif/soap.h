@@ -44,6 +44,8 @@ std::string_view local_name(pugi::xml_node n);
 std::string namespace_of(pugi::xml_node n);
 // The first child element with that local name (any namespace), or null.
 pugi::xml_node child(pugi::xml_node n, std::string_view local);
+// s without the white space at either end.
+std::string_view trim(std::string_view s);
 // The text of child(n, local), trimmed of white space.
 std::string child_text(pugi::xml_node n, std::string_view local);
 
