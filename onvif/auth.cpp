@@ -196,7 +196,7 @@ bool parse_utc(std::string_view s, int64_t& ms) {
         std::from_chars(s.data() + pos, s.data() + pos + len, out);
         return true;
     };
-    int Y, M, D, h, m, sec;
+    int Y = 0, M = 0, D = 0, h = 0, m = 0, sec = 0;
     if (!num(0, 4, Y) || s.size() < 19 || s[4] != '-' || !num(5, 2, M) || s[7] != '-' || !num(8, 2, D) ||
         s[10] != 'T' || !num(11, 2, h) || s[13] != ':' || !num(14, 2, m) || s[16] != ':' ||
         !num(17, 2, sec)) {
