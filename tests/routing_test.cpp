@@ -61,8 +61,15 @@ TEST_F(Routing, CameraAddresses) {
     }
 }
 
-TEST_F(Routing, GroupsBeyondTheEighthAreIgnored) {
+// Receiver types 10 to 16 make a channel the target of a group of type - 8 channels; the recorder has room
+// for eight groups and ignores the rest.
+TEST_F(Routing, ReceiverGroups) {
     sysvar("coc_type", 6);
+    for (int type : {9, 10, 16, 17}) {
+        receiver(0, type);
+        start();
+        EXPECT_EQ(d->tdm_count, type >= 10 && type <= 16 ? 1 : 0) << type;
+    }
     for (int ch = 0; ch < 10; ++ch) receiver(ch, 10);
     start();
     EXPECT_EQ(d->tdm_count, kTdmEntries);
@@ -89,33 +96,37 @@ TEST_F(Routing, OpensOnlyPortsInUse) {
     EXPECT_EQ(set[0]->line.data_bits, 8);
 }
 
+// Ports 5 to 7 switch the coax line with one pair of requests, port 8 with its own, only for the formats
+// that carry coax control.
 TEST_F(Routing, CoaxLineSwitchAroundTheDriver) {
     sysvar("coc_type", 6);
-    channel(2, 5, 2054);  // passes the PTZ check but has no driver
-    board.formats[2] = 5;
     start();
-    handle(2, CmdBuilder(0xE013, 2));
-    const auto io = board.find("ioctl", "/dev/av_devs");
-    ASSERT_EQ(io.size(), 2u);
-    EXPECT_EQ(io[0]->req, 0x8004610Au);
-    EXPECT_EQ(io[0]->arg, 2u);
-    EXPECT_EQ(io[1]->req, 0x8004610Bu);
-    EXPECT_EQ(io[1]->data, (Bytes{0, 0, 1, 2}));
+    struct Case {
+        int port, format;
+        std::vector<uint32_t> reqs;  // on, then off
+    };
+    const Case cases[] = {{4, 5, {}},
+                          {5, 5, {0x8004610A, 0x8004610B}},
+                          {7, 16, {0x8004610A, 0x8004610B}},
+                          {6, 4, {}},
+                          {8, 16, {0x8004611B, 0x8004611C}}};
+    for (const Case& c : cases) {
+        channel(2, c.port, 2054);  // passes the PTZ check but has no driver
+        board.formats[2] = static_cast<uint32_t>(c.format);
+        d->update_conf = 1;
+        send(CmdBuilder(0xE013, 2));
+        board.clear_calls();
+        handle(2, CmdBuilder(0xE013, 2));
+        std::vector<uint32_t> reqs;
+        for (const SimCall* io : board.find("ioctl", "/dev/av_devs"))
+            reqs.push_back(static_cast<uint32_t>(io->req));
+        EXPECT_EQ(reqs, c.reqs) << c.port;
+        if (reqs.size() == 2) {
+            EXPECT_EQ(board.find("ioctl", "/dev/av_devs")[0]->arg, 2u);
+            EXPECT_EQ(board.find("ioctl", "/dev/av_devs")[1]->data, (Bytes{0, 0, 1, 2}));
+        }
+    }
     EXPECT_TRUE(logged("PTZSVR : what model_id is this? 2054\n"));
-
-    // Formats outside the switching set and port 8's own requests.
-    board.clear_calls();
-    board.formats[2] = 4;
-    handle(2, CmdBuilder(0xE013, 2));
-    EXPECT_TRUE(board.find("ioctl", "/dev/av_devs").empty());
-    channel(2, 8, 2054);
-    board.formats[2] = 16;
-    d->update_conf = 1;
-    send(CmdBuilder(0xE013, 2));
-    const auto p8 = board.find("ioctl", "/dev/av_devs");
-    ASSERT_EQ(p8.size(), 2u);
-    EXPECT_EQ(p8[0]->req, 0x8004611Bu);
-    EXPECT_EQ(p8[1]->req, 0x8004611Cu);
 
     // In face-detect mode the line is only ever switched on, once.
     board.clear_calls();

@@ -44,6 +44,27 @@ TEST_F(Serial, BlockWritesWaitForTheLine) {
     }
 }
 
+// The channel's line settings as the port gets them: data bits 0/1 are 8/7, parity 0/1/2 none/even/odd,
+// stop bits 0 one, 1 and 2 two.
+TEST_F(Serial, LineSettingsFromTheChannel) {
+    // clang-format off
+    struct Case { int data, parity, stop; uint8_t bits; Parity want; uint8_t stops; };
+    const Case cases[] = {{0, 0, 0, 8, Parity::none, 1}, {1, 1, 1, 7, Parity::even, 2},
+                          {0, 2, 2, 8, Parity::odd, 2}, {2, 3, 3, 8, Parity::none, 1}};
+    // clang-format on
+    for (const Case& c : cases) {
+        channel(0, 2, 0x1600, 1, 3, c.data, c.parity, c.stop);
+        start();
+        board.clear_calls();
+        send(CmdBuilder(0xE013));
+        const auto set = board.find("tcsetattr", "/dev/ttyS2");
+        ASSERT_FALSE(set.empty()) << c.parity;
+        EXPECT_EQ(set.back()->line.data_bits, c.bits);
+        EXPECT_EQ(set.back()->line.parity, c.want) << c.parity;
+        EXPECT_EQ(set.back()->line.stop_bits, c.stops);
+    }
+}
+
 TEST_F(Serial, Rs485Type23DrainsInsteadOfTiming) {
     sysvar("rs485_type", 23);
     start();
@@ -112,6 +133,8 @@ TEST_F(Serial, RecvCommandFindsCheckedFrames) {
         {"split over two reads", {{1000, Bytes(good.begin(), good.begin() + 3)}, {9000, Bytes(good.begin() + 3, good.end())}}, 7, 9000, 12000},
         {"bad checksum waits out the limit", {{1000, bad}}, 0, 300000, 302000},
         {"silent line waits out the limit", {}, 0, 300000, 302000},
+        // the start and type of a frame whose bytes so far would check: the rest is not read from the past
+        {"a frame cut short", {{1000, {0x55, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55, 0xFF, 0xA7, 0x00, 0x59}}}, 0, 300000, 302000},
         {"garbage then quiet breaks by length", {{1000, Bytes(15, 0x55)}}, 0, 1000, 4000},
         {"a line that keeps sending runs to the limit", stream(400000, Bytes(7, 0x55)), 0, 300000, 302000},
     };
