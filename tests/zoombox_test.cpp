@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace ptz::zoombox {
 namespace {
@@ -97,6 +99,23 @@ TEST(ZoomBox, WorkedExamples) {
     };
     // clang-format on
     for (const Case& c : cases) EXPECT_NEAR(c.got, c.want, 1e-9) << c.name;
+}
+
+// The lens tables as the lens makers publish them, by their column sums: one value changed shows, and the
+// reference cases above do not reach every row.
+TEST(ZoomBox, LensTables) {
+    const auto sums = [](LensTable t) {
+        double zoom = 0, fov = 0;
+        for (const LensRow& r : t) zoom += r.zoom, fov += r.fov;
+        return std::pair{zoom, fov};
+    };
+    EXPECT_EQ(sums(kProbe), std::pair(57316.0, 10540.0));
+    EXPECT_EQ(sums(kZ20B), std::pair(247541.0, 10988.0));
+    EXPECT_EQ(sums(kZ30B), std::pair(377674.0, 12599.0));
+    EXPECT_EQ(sums(kZ10B), std::pair(119567.0, 10444.0));
+    double tilt = 0, angle = 0, value = 0;
+    for (const TiltRow& r : kTiltCompExt) tilt += r.tilt, angle += r.angle, value += r.value;
+    EXPECT_EQ(std::vector({tilt, angle, value}), std::vector({135000.0, 13474.0, 2614.0}));
 }
 
 }  // namespace
