@@ -362,6 +362,12 @@ std::vector<Want> c1080b_aux(int v, bool on) {
     return {GO(v & 0xFF)};
 }
 
+// The C1080PT: the C1080B's menu keys and camera settings, Pelco-D's meaning for everything else.
+std::vector<Want> c1080pt_aux(int v, bool on) {
+    if (v == 595 || v == 730 || v == 731 || (v >= 930 && v <= 941)) return c1080b_aux(v, on);
+    return pelco_d_aux(v, on);
+}
+
 // Pelco-P: the aux outputs, the menu keys on the iris, the menu as preset 95; nothing else.
 std::vector<Want> pelco_p_aux(int v, bool on) {
     if ((v >= 1 && v <= 7) || v == 9) return {on ? ON(v) : OFF(v)};
@@ -392,6 +398,7 @@ TEST_F(CrossCheck, AuxTableSweep) {
     const Table tables[] = {
         {{"pelco-d", 0x1600}, pelco_d_aux, all},
         {{"c1080b", 0x2303}, c1080b_aux, all},
+        {{"c1080pt", 0x302}, c1080pt_aux, all},
         {{"pelco-p", 0x1601}, pelco_p_aux, all},
         {{"autodome", 0x200}, autodome_aux, low},
     };
