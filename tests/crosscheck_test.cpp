@@ -3,6 +3,7 @@
 // command asked for. The decoders were written apart from the drivers, so a disagreement is a fault in one
 // of the two; each row names what the camera is meant to do, not the bytes.
 #include <climits>
+#include <cstdlib>
 #include <functional>
 #include <numeric>
 #include <string>
@@ -181,7 +182,7 @@ protected:
 // against the dead band; `stronger`: the stronger axis alone, no dead band.
 using Reference = std::pair<int, int>(int x, int y);
 struct Decision {
-    enum Rule : uint8_t { regions, axes, stronger } rule = regions;
+    enum Rule : uint8_t { regions, axes, stronger, none } rule = regions;
     int lo = 62, hi = 66;                                            // the dead band
     enum Nowhere : uint8_t { stop, repeat, silent } nowhere = stop;  // a move that points nowhere
     Reference* own = nullptr;                                        // a protocol's own rule
@@ -206,114 +207,99 @@ std::pair<int, int> inos(int x, int y) {
     return {dx < 0 ? -1 : 1, 0};
 }
 
+// Each protocol once, with what sets it apart: its move decision, its lens keys (per key, what x = 0, 32,
+// 63, 64, 65, 80 and 127 ask for: '-' wide/near/close, '+' tele/far/open, '0' a stop, '.' no lens frame,
+// '?' left open; no string: other keys resend the last word), its preset operations (go to, store, clear,
+// each with the highest number its frame carries where that is not 255), the addresses its field takes
+// and a command that names one.
+struct Proto {
+    Line line;
+    Decision move;
+    const char* keys[3];  // zoom, focus, iris
+    const char* presets = "";
+    std::vector<int> addresses = {};
+    Row probe = {kStop, {S}};
+};
+const Decision kAxes{.rule = Decision::axes}, kNoSweep{.rule = Decision::none};
+const char *const kPlain = "----+++", *const kStopped = "---0+++", *const kNone = "0000000",
+                  *const kNo = ".......";
+const std::vector<int> kByte = {0, 1, 255};
+// clang-format off
+const Proto kProtos[] = {
+    {{"pelco-d", 0x1600}, {}, {kPlain, kPlain, kPlain}, "gsc", {0, 1, 127, 255}},
+    {{"pelco-d-tvi", 0x1600, 5, 5, 3}, kAxes, {kPlain, "++++---", kPlain}, "", kByte},
+    {{"pelco-p", 0x1601}, {}, {kStopped, "+++0---", kNone}, "gsc", {1, 2, 31, 32}},
+    {{"samsung-e", 0x1904}, {.lo = 48, .hi = 80}, {kStopped, kStopped, kNone}, "gs", kByte},
+    {{"panasonic", 0x1602}, {}, {"---00++", "---00++", kNo}, "g256s156", {0, 1, 9, 10, 99}, {go(1), {O, GO(1)}}},
+    {{"autodome", 0x200}, {}, {kStopped, kStopped, kPlain}, "gs", {0, 1, 255, 256, 257, 0x1234}},
+    {{"autodome", 0x201}, {}, {kStopped, kStopped, kNone}, "gs", {1, 256, 0xFFFF}},
+    {{"vcc4", 0x300}, kAxes, {kPlain, "---.+++", kNo}, "gs"},  // opens every command to all heads (address 0)
+    {{"vicon", 0x2202}, kAxes, {kStopped, kStopped, kPlain}, "gs", {0, 1, 15, 16, 0x23, 255}},
+    {{"hikc", 0x808, -1, 5}, {.nowhere = Decision::repeat}, {kPlain, kPlain, kPlain}, "gsc"},
+    {{"hda", 0x809, -1, 5}, {}, {kPlain, kPlain, kPlain}, "gs"},
+    {{"c1080b", 0x2302}, {}, {kPlain, "++++---", kPlain}, "sc", kByte, {set(1), {SET(1)}}},
+    {{"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ}, {}, {kStopped, kStopped, kNo}, "", kByte},
+    {{"ptc203", 0x1600, 5, 2, 0, PTC203_PTZ}, {}, {kStopped, kStopped, kNo}},
+    {{"ez", 0x1400}, {.rule = Decision::axes, .lo = 64, .hi = 64}, {kStopped, kStopped, kPlain}, "gsc", {0, 1, 255, 256, 0x123, 0xFFF}},
+    {{"f2e", 0x2300}, {.rule = Decision::axes, .lo = 64, .hi = 64}, {kStopped, kStopped, kPlain}, "gsc", {0, 1, 256, 0xFFF}},
+    {{"orx1000", 0x1500, 123}, {.own = orx1000}, {kPlain, kPlain, kNo}, "", {0, 1, 9, 10, 99, 100, 123, 999}, {kStop, {S, S}}},
+    {{"hunt", 0x801}, {.rule = Decision::axes, .lo = 63, .hi = 65, .nowhere = Decision::silent}, {"---.+++", "---.+++", kPlain}, "gs", {0, 1, 31, 32, 1023}, {go(1), {GO(1)}}},
+    {{"inos", 0x900}, {.own = inos}, {kPlain, nullptr, nullptr}, "", kByte, {CmdBuilder(0xE0A6), {S}}},
+    {{"inos-v900", 0x901}, kNoSweep, {}, "gs", kByte, {go(1), {GO(1), V(Kind::query_other, kAny)}}},
+    {{"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {}, {kPlain, "++++---", kPlain}, "", kByte},
+    {{"c1080pt", 0x302}, kNoSweep, {kPlain, kPlain, kPlain}, "gsc", kByte, {go(1), {GO(1)}}},
+    {{"c1080pt-wonwoo", 0x303}, kNoSweep, {kPlain, kPlain, kPlain}, "gsc", kByte, {aux(1), {ON(1)}}},
+    {{"sj", 0x1903}, {.rule = Decision::stronger}, {kStopped, kStopped, kNone}, "g23s15", kByte},
+    {{"srx-100b", 0x1901}, kAxes, {kStopped, kStopped, kNone}, "", kByte},
+    {{"adi", 0x100}, kNoSweep, {"---++++", "---++++", kPlain}, "g", kByte, {go(2), {GO(2)}}},
+    {{"stx-framed", 0x1200}, {}, {kStopped, kStopped, kNone}, "", kByte},
+    {{"three-byte", 0x1300}, {}, {kStopped, kStopped, kNone}, "g", {0, 1, 0x3F}},
+    {{"letter-command", 0x2200}, {}, {kPlain, kPlain, kNo}, "gs", {0, 1, 127, 128, 0x3FFF}, {go(1), {GO(1)}}},
+    {{"spd", 0x1900}, kAxes, {kStopped, kStopped, kNone}, "gsc", kByte},
+    {{"spd-variant", 0x2201}, kAxes, {kStopped, kStopped, kNone}, "gsc", kByte},
+    {{"scandome", 0x802}, kAxes, {"---?+++", "---?+++", nullptr}, "gsc", kByte, {set(1), {SET(1)}}},
+    {{"scandome2", 0x804}, {.rule = Decision::stronger}, {"---?+++", "---?+++", nullptr}, "", kByte},
+};
+// clang-format on
+
 TEST_F(CrossCheck, MoveDecisionSweep) {
-    const std::pair<Line, Decision> lines[] = {
-        {{"pelco-d", 0x1600}, {}},
-        {{"pelco-d-tvi", 0x1600, 5, 5, 3}, {.rule = Decision::axes}},
-        {{"pelco-p", 0x1601}, {}},
-        {{"samsung-e", 0x1904}, {.lo = 48, .hi = 80}},
-        {{"panasonic", 0x1602}, {}},
-        {{"autodome", 0x200}, {}},
-        {{"autodome", 0x201}, {}},
-        {{"vcc4", 0x300}, {.rule = Decision::axes}},
-        {{"vicon", 0x2202}, {.rule = Decision::axes}},
-        {{"hikc", 0x808, -1, 5}, {.nowhere = Decision::repeat}},
-        {{"hda", 0x809, -1, 5}, {}},
-        {{"c1080b", 0x2302}, {}},
-        {{"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ}, {}},
-        {{"ptc203", 0x1600, 5, 2, 0, PTC203_PTZ}, {}},
-        {{"ez", 0x1400}, {.rule = Decision::axes, .lo = 64, .hi = 64}},
-        {{"f2e", 0x2300}, {.rule = Decision::axes, .lo = 64, .hi = 64}},
-        {{"orx1000", 0x1500, 123}, {.own = orx1000}},
-        {{"hunt", 0x801}, {.rule = Decision::axes, .lo = 63, .hi = 65, .nowhere = Decision::silent}},
-        {{"inos", 0x900}, {.own = inos}},
-        {{"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {}},
-        {{"sj", 0x1903}, {.rule = Decision::stronger}},
-        {{"srx-100b", 0x1901}, {.rule = Decision::axes}},
-        {{"stx-framed", 0x1200}, {}},
-        {{"three-byte", 0x1300}, {}},
-        {{"letter-command", 0x2200}, {}},
-        {{"spd", 0x1900}, {.rule = Decision::axes}},
-        {{"spd-variant", 0x2201}, {.rule = Decision::axes}},
-        {{"scandome", 0x802}, {.rule = Decision::axes}},
-        {{"scandome2", 0x804}, {.rule = Decision::stronger}},
-    };
     const uint8_t points[] = {0, 1, 20, 47, 48, 49, 61, 62, 63, 64, 65, 66, 67, 79, 80, 81, 100, 126, 127};
-    for (const auto& [l, r] : lines) {
+    for (const Proto& p : kProtos) {
+        if (p.move.rule == Decision::none) continue;
         std::vector<Row> rows;
         std::pair<int, int> last{0, 0};
         for (uint8_t x : points) {
             for (uint8_t y : points) {
-                auto [pan, tilt] = reference(x, y, r);
-                if (r.nowhere == Decision::repeat && !pan && !tilt) std::tie(pan, tilt) = last;
+                auto [pan, tilt] = reference(x, y, p.move);
+                if (p.move.nowhere == Decision::repeat && !pan && !tilt) std::tie(pan, tilt) = last;
                 last = {pan, tilt};
                 std::vector<Want> want{pan || tilt ? M(pan, tilt) : S};
-                if (r.nowhere == Decision::silent && !pan && !tilt) want.clear();
+                if (p.move.nowhere == Decision::silent && !pan && !tilt) want.clear();
                 rows.push_back({ms(x, y), want});
             }
         }
-        SCOPED_TRACE(l.model);
-        check(l, rows, {Kind::move, Kind::stop});
+        SCOPED_TRACE(p.line.model);
+        check(p.line, rows, {Kind::move, Kind::stop});
     }
 }
 
-// Zoom, focus and iris keys across the joystick: per protocol and key, what x = 0, 32, 63, 64, 65, 80 and
-// 127 ask for: '-' wide/near/close, '+' tele/far/open, '0' a stop, '.' no lens frame at all.
 TEST_F(CrossCheck, LensKeySweep) {
-    struct Lens {
-        Line line;
-        const char* keys[3];  // zoom, focus, iris
-    };
-    const Lens lines[] = {
-        {{"pelco-d", 0x1600}, {"----+++", "----+++", "----+++"}},
-        {{"pelco-d-tvi", 0x1600, 5, 5, 3}, {"----+++", "++++---", "----+++"}},
-        {{"pelco-p", 0x1601}, {"---0+++", "+++0---", "0000000"}},
-        {{"samsung-e", 0x1904}, {"---0+++", "---0+++", "0000000"}},
-        {{"panasonic", 0x1602}, {"---00++", "---00++", "......."}},  // nibble 0 (x = 64 to 79) stops
-        {{"autodome", 0x200}, {"---0+++", "---0+++", "----+++"}},
-        {{"autodome", 0x201}, {"---0+++", "---0+++", "0000000"}},
-        {{"vcc4", 0x300}, {"----+++", "---.+++", "......."}},
-        {{"vicon", 0x2202}, {"---0+++", "---0+++", "----+++"}},
-        {{"hikc", 0x808, -1, 5}, {"----+++", "----+++", "----+++"}},
-        {{"hda", 0x809, -1, 5}, {"----+++", "----+++", "----+++"}},
-        {{"c1080b", 0x2302}, {"----+++", "++++---", "----+++"}},
-        {{"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ}, {"---0+++", "---0+++", "......."}},
-        {{"ptc203", 0x1600, 5, 2, 0, PTC203_PTZ}, {"---0+++", "---0+++", "......."}},
-        {{"ez", 0x1400}, {"---0+++", "---0+++", "----+++"}},
-        {{"f2e", 0x2301}, {"---0+++", "---0+++", "----+++"}},
-        {{"orx1000", 0x1500, 123}, {"----+++", "----+++", "......."}},
-        {{"hunt", 0x801}, {"---.+++", "---.+++", "----+++"}},  // the centre is command 0
-        {{"inos", 0x900}, {"----+++", nullptr, nullptr}},      // other keys resend the last word
-        {{"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {"----+++", "++++---", "----+++"}},
-        {{"c1080pt", 0x302}, {"----+++", "----+++", "----+++"}},
-        {{"c1080pt-wonwoo", 0x304}, {"----+++", "----+++", "----+++"}},
-        {{"sj", 0x1903}, {"---0+++", "---0+++", "0000000"}},
-        {{"srx-100b", 0x1901}, {"---0+++", "---0+++", "0000000"}},
-        {{"adi", 0x100}, {"---++++", "---++++", "----+++"}},
-        {{"stx-framed", 0x1200}, {"---0+++", "---0+++", "0000000"}},
-        {{"three-byte", 0x1300}, {"---0+++", "---0+++", "0000000"}},
-        {{"letter-command", 0x2200}, {"----+++", "----+++", "......."}},
-        {{"spd", 0x1900}, {"---0+++", "---0+++", "0000000"}},
-        {{"spd-variant", 0x2201}, {"---0+++", "---0+++", "0000000"}},
-        {{"scandome", 0x802}, {"---?+++", "---?+++", nullptr}},
-        {{"scandome2", 0x804}, {"---?+++", "---?+++", nullptr}},
-    };
     const uint8_t points[] = {0, 32, 63, 64, 65, 80, 127};
     const Kind kinds[] = {Kind::zoom, Kind::focus, Kind::iris};
-    for (const Lens& l : lines) {
+    for (const Proto& p : kProtos) {
         std::vector<Row> rows;
         for (uint16_t action = 1; action <= 3; ++action) {
-            for (size_t i = 0; l.keys[action - 1] && i < std::size(points); ++i) {
-                const char c = l.keys[action - 1][i];
-                if (c == '?') continue;  // left open for this protocol
+            for (size_t i = 0; p.keys[action - 1] && i < std::size(points); ++i) {
+                const char c = p.keys[action - 1][i];
+                if (c == '?') continue;
                 const Kind k = kinds[action - 1];
                 rows.push_back({ms(points[i], 0x40, action),
                                 c == '.' ? std::vector<Want>{}
                                          : std::vector<Want>{c == '0' ? S : V(k, c == '+' ? 1 : -1)}});
             }
         }
-        SCOPED_TRACE(l.line.model);
-        check(l.line, rows, {Kind::zoom, Kind::focus, Kind::iris, Kind::stop});
+        SCOPED_TRACE(p.line.model);
+        check(p.line, rows, {Kind::zoom, Kind::focus, Kind::iris, Kind::stop});
     }
 }
 
@@ -394,10 +380,8 @@ TEST_F(CrossCheck, AuxTableSweep) {
     std::iota(low.begin(), low.end(), 0);
     low.insert(low.end(), {595, 730, 731});
     const Table tables[] = {
-        {{"pelco-d", 0x1600}, pelco_d_aux, all},
-        {{"c1080b", 0x2303}, c1080b_aux, all},
-        {{"c1080pt", 0x302}, c1080pt_aux, all},
-        {{"pelco-p", 0x1601}, pelco_p_aux, all},
+        {{"pelco-d", 0x1600}, pelco_d_aux, all},  {{"c1080b", 0x2303}, c1080b_aux, all},
+        {{"c1080pt", 0x302}, c1080pt_aux, all},   {{"pelco-p", 0x1601}, pelco_p_aux, all},
         {{"autodome", 0x200}, autodome_aux, low},
     };
     for (const Table& t : tables) {
@@ -424,112 +408,44 @@ TEST_F(CrossCheck, EveryFrameReads) {
     }
     for (int v = 0; v <= 1100; ++v)
         for (bool on : {true, false}) cmds.push_back(aux(static_cast<uint16_t>(v), on));
-    const Line lines[] = {
-        {"pelco-d", 0x1600},
-        {"pelco-d-tvi", 0x1600, 5, 5, 3},
-        {"pelco-p", 0x1601},
-        {"samsung-e", 0x1904},
-        {"panasonic", 0x1602},
-        {"autodome", 0x200},
-        {"autodome", 0x201},
-        {"vicon", 0x2202},
-        {"hikc", 0x808, -1, 5},
-        {"hda", 0x809, -1, 5},
-        {"c1080b", 0x2302},
-        {"c1080pt", 0x302},
-        {"c1080pt-wonwoo", 0x303},
-        {"c1080pt-wonwoo", 0x306},
-        {"ez", 0x1400},
-        {"f2e", 0x2300},
-        {"orx1000", 0x1500},
-        {"hunt", 0x801},
-        {"inos", 0x900},
-        {"inos-v900", 0x901},
-        {"sj", 0x1903},
-        {"srx-100b", 0x1901},
-        {"adi", 0x100},
-        {"stx-framed", 0x1200},
-        {"three-byte", 0x1300},
-        {"letter-command", 0x2200},
-        {"spd", 0x1900},
-        {"spd-variant", 0x2201},
-        {"scandome", 0x802},
-        {"scandome2", 0x804},
-        {"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM},
-        {"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ},
-        {"ptc203", 0x1600, 5, 2, 0, PTC203_PTZ},
-    };
-    for (const Line& l : lines) {
+    for (const Proto& proto : kProtos) {
+        const Line& l = proto.line;
         const ptzcam::Protocol* p = setup(l);
         ASSERT_NE(p, nullptr);
+        const bool vcc4 = std::string_view(l.proto) == "vcc4";
         for (const Bytes& cmd : cmds) {
             for (const Frame& f : run(l, *p, cmd)) {
                 ASSERT_EQ(f.status, Status::ok) << l.proto << " " << l.model << show({f}) << "\n"
                                                 << ::testing::PrintToString(cmd);
-                ASSERT_EQ(f.address, l.address) << l.proto << show({f});
+                if (!vcc4 || f.address != 0) {
+                    ASSERT_EQ(f.address, l.address) << l.proto << show({f});
+                }
             }
         }
     }
-    // The VC-C4 opens every command to all heads (device 0x30, address 0).
-    const Line vcc4{"vcc4", 0x300};
-    const ptzcam::Protocol* p = setup(vcc4);
-    for (const Bytes& cmd : cmds)
-        for (const Frame& f : run(vcc4, *p, cmd)) {
-            ASSERT_EQ(f.status, Status::ok) << show({f});
-            ASSERT_TRUE(f.address == 5 || f.address == 0) << show({f});
-        }
 }
 
 // Preset numbers across each protocol's range: go to (from offset 12), store and clear (from the action
 // field), one letter each in `ops`; the camera must read the number the command named.
 TEST_F(CrossCheck, PresetNumbers) {
-    struct Presets {
-        Line line;
-        const char* ops;
-        int top;  // the highest number the frame carries
-    };
-    const Presets lines[] = {
-        {{"pelco-d", 0x1600}, "gsc", 255},
-        {{"pelco-p", 0x1601}, "gsc", 255},
-        {{"samsung-e", 0x1904}, "gs", 255},
-        {{"panasonic", 0x1602}, "g", 256},
-        {{"panasonic", 0x1602}, "s", 156},
-        {{"autodome", 0x200}, "gs", 255},
-        {{"autodome", 0x201}, "gs", 255},
-        {{"vcc4", 0x300}, "gs", 255},
-        {{"vicon", 0x2202}, "gs", 255},
-        {{"hikc", 0x808, -1, 5}, "gsc", 255},
-        {{"hda", 0x809, -1, 5}, "gs", 255},
-        {{"c1080b", 0x2302}, "sc", 255},
-        {{"c1080pt", 0x302}, "gsc", 255},
-        {{"c1080pt-wonwoo", 0x305}, "gsc", 255},
-        {{"ez", 0x1400}, "gsc", 255},
-        {{"f2e", 0x2300}, "gsc", 255},
-        {{"hunt", 0x801}, "gs", 255},
-        {{"inos-v900", 0x901}, "gs", 255},
-        {{"sj", 0x1903}, "g", 23},
-        {{"sj", 0x1903}, "s", 15},
-        {{"adi", 0x100}, "g", 255},
-        {{"three-byte", 0x1300}, "g", 255},
-        {{"letter-command", 0x2200}, "gs", 255},
-        {{"spd", 0x1900}, "gsc", 255},
-        {{"spd-variant", 0x2201}, "gsc", 255},
-        {{"scandome", 0x802}, "gsc", 255},
-    };
-    for (const Presets& l : lines) {
+    for (const Proto& p : kProtos) {
         std::vector<Row> rows;
-        for (const char* op = l.ops; *op; ++op) {
+        for (const char* op = p.presets; *op; ++op) {
+            char* end = nullptr;
+            const long given = std::strtol(op + 1, &end, 10);
+            const int top = end == op + 1 ? 255 : static_cast<int>(given);
             // Numbers above 255 go out as their low byte where the frame has a byte for them.
-            const bool wide = l.top == 255 && std::string_view(l.line.proto) != "autodome";
-            for (int n = 1; n <= (wide ? 300 : l.top); n += n < l.top ? 1 : 300 - l.top) {
+            const bool wide = top == 255 && std::string_view(p.line.proto) != "autodome";
+            for (int n = 1; n <= (wide ? 300 : top); n += n < top ? 1 : 300 - top) {
                 const auto u = static_cast<uint16_t>(n);
                 const int m = wide ? n & 0xFF : n;
                 if (*op == 'g') rows.push_back({go(u), {GO(m)}});
                 if (*op == 's') rows.push_back({set(u), {SET(m)}});
                 if (*op == 'c') rows.push_back({clr(u), {CLR(m)}});
             }
+            op = end - 1;
         }
-        check(l.line, rows, {Kind::goto_preset, Kind::set_preset, Kind::clear_preset});
+        check(p.line, rows, {Kind::goto_preset, Kind::set_preset, Kind::clear_preset});
     }
 }
 
@@ -559,47 +475,11 @@ TEST_F(CrossCheck, SetPositionValues) {
 
 // Each protocol's address field across its range: the decoder must name the camera the channel is set to.
 TEST_F(CrossCheck, AddressRange) {
-    struct Range {
-        Line line;
-        Row row;
-        std::vector<int> addresses;
-    };
-    const Range ranges[] = {
-        {{"pelco-d", 0x1600}, {kStop, {S}}, {0, 1, 127, 255}},
-        {{"pelco-d-tvi", 0x1600, 5, 5, 3}, {kStop, {S}}, {0, 1, 255}},
-        {{"pelco-p", 0x1601}, {kStop, {S}}, {1, 2, 31, 32}},
-        {{"samsung-e", 0x1904}, {kStop, {S}}, {0, 1, 255}},
-        {{"panasonic", 0x1602}, {go(1), {O, GO(1)}}, {0, 1, 9, 10, 99}},
-        {{"autodome", 0x200}, {kStop, {S}}, {0, 1, 255, 256, 257, 0x1234}},
-        {{"autodome", 0x201}, {kStop, {S}}, {1, 256, 0xFFFF}},
-        {{"vicon", 0x2202}, {kStop, {S}}, {0, 1, 15, 16, 0x23, 255}},
-        {{"c1080b", 0x2302}, {set(1), {SET(1)}}, {0, 1, 255}},
-        {{"ez", 0x1400}, {kStop, {S}}, {0, 1, 255, 256, 0x123, 0xFFF}},
-        {{"f2e", 0x2300}, {kStop, {S}}, {0, 1, 256, 0xFFF}},
-        {{"orx1000", 0x1500}, {kStop, {S, S}}, {0, 1, 9, 10, 99, 100, 123, 999}},
-        {{"hunt", 0x801}, {go(1), {GO(1)}}, {0, 1, 31, 32, 1023}},
-        {{"inos", 0x900}, {CmdBuilder(0xE0A6), {S}}, {0, 1, 255}},
-        {{"inos-v900", 0x901}, {go(1), {GO(1), V(Kind::query_other, kAny)}}, {0, 1, 255}},
-        {{"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {kStop, {S}}, {0, 1, 255}},
-        {{"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ}, {kStop, {S}}, {0, 1, 255}},
-        {{"c1080pt", 0x302}, {go(1), {GO(1)}}, {0, 1, 255}},
-        {{"c1080pt-wonwoo", 0x303}, {aux(1), {ON(1)}}, {0, 1, 255}},
-        {{"sj", 0x1903}, {kStop, {S}}, {0, 1, 255}},
-        {{"srx-100b", 0x1901}, {kStop, {S}}, {0, 1, 255}},
-        {{"adi", 0x100}, {go(2), {GO(2)}}, {0, 1, 255}},
-        {{"stx-framed", 0x1200}, {kStop, {S}}, {0, 1, 255}},
-        {{"three-byte", 0x1300}, {kStop, {S}}, {0, 1, 0x3F}},
-        {{"letter-command", 0x2200}, {go(1), {GO(1)}}, {0, 1, 127, 128, 0x3FFF}},
-        {{"spd", 0x1900}, {kStop, {S}}, {0, 1, 255}},
-        {{"spd-variant", 0x2201}, {kStop, {S}}, {0, 1, 255}},
-        {{"scandome", 0x802}, {set(1), {SET(1)}}, {0, 1, 255}},
-        {{"scandome2", 0x804}, {kStop, {S}}, {0, 1, 255}},
-    };
-    for (const Range& r : ranges) {
-        for (int a : r.addresses) {
-            Line l = r.line;
+    for (const Proto& p : kProtos) {
+        for (int a : p.addresses) {
+            Line l = p.line;
             l.address = a;
-            check(l, {r.row});
+            check(l, {p.probe});
         }
     }
 }
