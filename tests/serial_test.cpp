@@ -131,6 +131,7 @@ TEST_F(Serial, RecvCommandFindsCheckedFrames) {
         {"clean reply after 20 ms", {{20000, good}}, 7, 20000, 23000},
         {"reply behind noise and a false start", {{5000, noisy}}, 7, 5000, 8000},
         {"split over two reads", {{1000, Bytes(good.begin(), good.begin() + 3)}, {9000, Bytes(good.begin() + 3, good.end())}}, 7, 9000, 12000},
+        {"a reply at the limit still counts", {{300000, good}}, 7, 300000, 301000},
         {"bad checksum waits out the limit", {{1000, bad}}, 0, 300000, 302000},
         {"silent line waits out the limit", {}, 0, 300000, 302000},
         // the start and type of a frame whose bytes so far would check: the rest is not read from the past
