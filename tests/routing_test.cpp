@@ -76,6 +76,31 @@ TEST_F(Routing, ReceiverGroups) {
     EXPECT_EQ(d->tdm.back().target, 7);
 }
 
+// The 393 and 395 wire their two coax receivers by a table of their own: the line switch names receiver 0
+// or 1, or the channel itself where the table has no entry.
+TEST_F(Routing, CoaxLineSwitchOn393And395) {
+    struct Case {
+        int model, target, type, channel, receiver;
+    };
+    const Case cases[] = {{393, 2, 11, 1, 1}, {393, 2, 11, 3, 1}, {393, 2, 11, 4, 4}, {395, 2, 12, 5, 1},
+                          {393, 2, 10, 3, 1}, {393, 2, 10, 2, 2}, {395, 0, 10, 2, 0}, {393, 0, 10, 1, 1}};
+    for (const Case& c : cases) {
+        board.config.assign(kMaxChannels * kChannelRecordSize, 0);
+        wr32(board.config.data(), kConfValid);
+        sysvar("video_ch_cnt", 8);
+        sysvar("model", c.model);
+        sysvar("coc_type", 6);
+        receiver(c.target, c.type);
+        channel(c.channel, 5, 2054);
+        board.formats[static_cast<size_t>(c.channel)] = 5;
+        start();
+        handle(c.channel, CmdBuilder(0xE013, static_cast<uint16_t>(c.channel)));
+        const auto io = board.find("ioctl", "/dev/av_devs");
+        ASSERT_EQ(io.size(), 2u) << c.channel;
+        EXPECT_EQ(io[0]->arg, static_cast<unsigned long>(c.receiver)) << c.model << " ch " << c.channel;
+    }
+}
+
 TEST_F(Routing, OpensOnlyPortsInUse) {
     sysvar("rs485_type", 19);
     channel(0, 2, 0x1600);
