@@ -65,7 +65,6 @@ struct Line {
 };
 
 Bytes ms(uint8_t x, uint8_t y, uint16_t action = 0) { return mv(x, y, action, 1); }  // with a stop after
-Bytes aux(uint16_t code, bool on = true) { return CmdBuilder(0xE091).arg16(code).action(on ? 0x0101 : 0); }
 Bytes go(uint16_t n) { return CmdBuilder(0xE014).arg16(n); }
 Bytes set(uint16_t n) { return CmdBuilder(0xE020).action(n); }
 Bytes clr(uint16_t n) { return CmdBuilder(0xE022).action(n); }

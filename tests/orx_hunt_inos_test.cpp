@@ -5,7 +5,6 @@
 namespace ptz::test {
 namespace {
 
-Bytes aux(uint16_t v, bool on) { return CmdBuilder(0xE091).arg16(v).action(on ? 257 : 0); }
 
 // ORX1000 at address 123: the digits 1, 3, 2 in that order.
 Bytes orx(uint8_t cmd, uint8_t data) {

@@ -16,7 +16,6 @@ using PelcoD = OneCamera<0, 2, 0x1600, 1>;
 struct FrameCase { const char* name; std::vector<Bytes> cmds; std::vector<Bytes> expected; };
 // clang-format on
 
-Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE091).arg16(code).action(on ? 0x0101 : 0); }
 
 TEST_F(PelcoD, FramesAcrossTheVocabulary) {
     // clang-format off

@@ -12,7 +12,6 @@ Bytes move(uint8_t dir, uint8_t pan_hi, uint8_t pan_lo, uint8_t tilt_hi, uint8_t
 }
 Bytes basic(uint8_t cmd, uint8_t aux = 0) { return {0, cmd, aux, 0}; }
 Bytes preset(uint8_t op, uint8_t n) { return {0, 0, 0, 0, op, n, 0x70, 0x70}; }
-Bytes aux(uint16_t code, bool on = true) { return CmdBuilder(0xE090).arg16(code).action(on ? 0x0101 : 0); }
 
 using Vicon = DaemonTest;
 
