@@ -41,10 +41,7 @@ TEST_F(Routing, CameraAddresses) {
         {"these receivers shift the group to 5..8", 0, 14, 7, 12, 5, 1},
         {"shifted group leaves 4 out", 0, 14, 7, 12, 4, 55},
         {"no groups at all", 0, 0, 0, 0, 5, 55},
-        {"393: group of 4 on target 2, channel 1", 393, 0, 2, 12, 1, 2},
-        {"393: channel 3", 393, 0, 2, 12, 3, 4},
         {"395: group of 2 on target 0", 395, 0, 0, 10, 3, 2},
-        {"393: group of 3, channel 2", 393, 0, 2, 11, 2, 2},
         {"393: beyond the wiring table", 393, 0, 2, 12, 9, 55},
     };
     for (const Case& c : cases) {
@@ -63,6 +60,23 @@ TEST_F(Routing, CameraAddresses) {
 
 // Receiver types 10 to 16 make a channel the target of a group of type - 8 channels; the recorder has room
 // for eight groups and ignores the rest.
+// The 393 and 395 wire a group of 2, 3 or 4 behind target 2 in fixed rows; a channel past the rows reads
+// the configured address.
+TEST_F(Routing, FixedWiringOf393) {
+    const int rows[3][4] = {{0, 0, 0, 1}, {0, 0, 1, 2}, {0, 1, 2, 3}};
+    sysvar("model", 393);
+    sysvar("coc_type", 6);
+    for (int ch = 0; ch < 16; ++ch) channel(ch, 6, 0x808, 55);
+    for (int count = 2; count <= 4; ++count) {
+        receiver(2, count + 8);
+        start();
+        for (int ch = 0; ch < 4; ++ch)
+            EXPECT_EQ(get_ptz_addr_from_conf(*d, ch), static_cast<uint32_t>(rows[count - 2][ch] + 1))
+                << count;
+        EXPECT_EQ(get_ptz_addr_from_conf(*d, 4 * (5 - count)), 55u) << count;  // past the last row
+    }
+}
+
 TEST_F(Routing, ReceiverGroups) {
     sysvar("coc_type", 6);
     for (int type : {9, 10, 16, 17}) {
