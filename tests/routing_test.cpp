@@ -90,6 +90,16 @@ TEST_F(Routing, ReceiverGroups) {
     EXPECT_EQ(d->tdm.back().target, 7);
 }
 
+// The status record holds the formats of channels 0 to 15 from offset 64; any other channel has none.
+TEST_F(Routing, DetectedFormats) {
+    struct {
+        StatusRecord rec{};
+        uint32_t after = 0x77;  // what lies behind the record must not be read
+    } s;
+    for (int ch = -1; ch < 16; ++ch) wr32(s.rec.data() + 64 + 4 * ch, static_cast<uint32_t>(ch + 10));
+    for (int ch : {-1, 0, 15, 16}) EXPECT_EQ(detected_format(s.rec, ch), ch == 0 || ch == 15 ? ch + 10u : 0u);
+}
+
 // The 393 and 395 wire their two coax receivers by a table of their own: the line switch names receiver 0
 // or 1, or the channel itself where the table has no entry.
 TEST_F(Routing, CoaxLineSwitchOn393And395) {

@@ -38,7 +38,7 @@ TEST_F(Serial, BlockWritesWaitForTheLine) {
         write_serial_block(*d, c.port, data, c.len, c.minimum);
         EXPECT_EQ(sleeps(), c.sleeps);
         std::vector<unsigned long> dio;
-        for (const SimCall* io : board.find("ioctl", "/dev/dio")) dio.push_back(io->req);
+        for (const SimCall* io : board.find("ioctl", "/dev/dio")) dio.push_back(io->req + io->arg);
         EXPECT_EQ(
             dio, c.enable ? (std::vector<unsigned long>{c.enable, c.disable}) : std::vector<unsigned long>{});
     }
@@ -111,6 +111,9 @@ TEST_F(Serial, BypassWritesTheRawBytes) {
     send(dg);
     EXPECT_EQ(writes(), std::vector<Bytes>{(Bytes{0xAA, 0xBB, 0xCC})});
     EXPECT_TRUE(logged("PTZSVR : bypass : ch(0), port(2), len(3)\n"));
+    board.clear_calls();
+    send(CmdBuilder(0xE0A2, 1).action(3));  // 115200 baud: the 1 ms minimum is longer than the line time
+    EXPECT_EQ(sleeps(), (std::vector<uint32_t>{10000, 1000}));
 }
 
 Bytes reply7(uint8_t type, uint8_t hi, uint8_t lo) {
