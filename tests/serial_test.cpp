@@ -105,6 +105,15 @@ TEST_F(DaemonTest, BypassLineTimeComesFromItsOwnPort) {
     }
 }
 
+// A bypass to a port number outside the port table (the dispatcher refuses such channels, the bypass does
+// not) finds no descriptor.
+TEST_F(DaemonTest, BypassToAPortOutsideTheTable) {
+    channel(0, 20, 0x1600, 1);
+    start();
+    send(CmdBuilder(0xE0A2, 0).action(3));
+    EXPECT_TRUE(logged("PTZSVR : write_serial_block for fd -1, data 3\n"));
+}
+
 TEST_F(Serial, BypassWritesTheRawBytes) {
     Bytes dg = CmdBuilder(0xE0A2, 0).action(3);
     dg[12] = 0xAA, dg[13] = 0xBB, dg[14] = 0xCC;
