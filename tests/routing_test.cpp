@@ -84,6 +84,13 @@ TEST_F(Routing, ReceiverGroups) {
         start();
         EXPECT_EQ(d->tdm_count, type >= 10 && type <= 16 ? 1 : 0) << type;
     }
+    receiver(0, 10);  // these receivers put the group one channel later
+    for (int vrt : {13, 14, 15, 16, 17, 21, 22, 23, 24}) {
+        sysvar("video_receiver_type", vrt);
+        start();
+        const bool later = vrt == 14 || vrt == 15 || vrt == 17 || vrt == 22 || vrt == 23;
+        EXPECT_EQ(d->tdm[0].last, later ? 2 : 1) << vrt;
+    }
     for (int ch = 0; ch < 10; ++ch) receiver(ch, 10);
     start();
     EXPECT_EQ(d->tdm_count, kTdmEntries);
@@ -122,6 +129,19 @@ TEST_F(Routing, CoaxLineSwitchOn393And395) {
         const auto io = board.find("ioctl", "/dev/av_devs");
         ASSERT_EQ(io.size(), 2u) << c.channel;
         EXPECT_EQ(io[0]->arg, static_cast<unsigned long>(c.receiver)) << c.model << " ch " << c.channel;
+    }
+}
+
+// A coax channel's line settings go to the recorder's coax port; without a coax port nothing is set.
+TEST_F(Routing, CoaxChannelsSetTheCoaxPortsLine) {
+    for (int coc : {6, 3}) {
+        sysvar("coc_type", coc);
+        channel(0, 5, 0x1600, 1, 7);
+        start();
+        handle(0, CmdBuilder(0xE013));
+        bool fast = false;
+        for (const SimCall* c : board.find("tcsetattr")) fast |= c->line.baud == 115200;
+        EXPECT_EQ(fast, coc == 6) << coc;
     }
 }
 

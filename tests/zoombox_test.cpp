@@ -91,6 +91,8 @@ TEST(ZoomBox, WorkedExamples) {
     struct Case { const char* name; double got, want; };
     const Case cases[] = {
         {"Probe full tele stays", zoom_box_ratio(kProbe, 5460, 192, 108), 5460},
+        // Two steps from row 10 land on step 20, whose far row counts as zoom 0.
+        {"Probe past its last row falls towards 0", zoom_box_ratio(kProbe, 2800, 960, 540), 5460 * (1 - 2 * (1 - 203.0 / 273))},
         {"pan wraps past 36000", getNewPtValue_Z10B(35990, 0, 0, 960 + 960.0 * 20 / 2766, 540).pan, 10},
         {"Z20B reads 35500 as -500, clamps -2276 to -800", getNewPtValue_Z20B(0, 35500, 0, 960, 0).tilt, 35200},
         {"IR Z30B keeps a negative result", getNewPtValue_IR_Z30B(0, 35500, 16384, 960, 140).tilt, 36000 - 500 + 117 * 0.59 * -400 / 540},
