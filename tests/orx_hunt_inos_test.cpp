@@ -64,6 +64,11 @@ TEST_F(Orx1000, AMoveIsResentTwiceThroughTheMainLoopAndAStopEndsIt) {
     send(aux(1, true));
     idle(1000);
     EXPECT_EQ(writes(), (std::vector<Bytes>{orx(0, 0x48), orx(0, 0x40), orx(0, 0x40), orx(0x6B, 0)}));
+    // Once the re-sends are over, a new move is re-sent again.
+    board.clear_calls();
+    send(mv(0x20, 0x20));
+    idle(1000);
+    EXPECT_EQ(writes().size(), 3u);
 }
 
 Bytes hunt(uint8_t cmd, uint8_t speed) {  // address 0x45: 02 05
