@@ -113,8 +113,9 @@ TEST_F(Routing, CoaxLineSwitchOn393And395) {
     struct Case {
         int model, target, type, channel, receiver;
     };
-    const Case cases[] = {{393, 2, 11, 1, 1}, {393, 2, 11, 3, 1}, {393, 2, 11, 4, 4}, {395, 2, 12, 5, 1},
-                          {393, 2, 10, 3, 1}, {393, 2, 10, 2, 2}, {395, 0, 10, 2, 0}, {393, 0, 10, 1, 1}};
+    const Case cases[] = {{393, 2, 11, 1, 1}, {393, 2, 11, 3, 1}, {393, 2, 11, 4, 4},
+                          {395, 2, 12, 5, 1}, {393, 2, 10, 3, 1}, {393, 2, 10, 2, 2},
+                          {393, 2, 10, 0, 0}, {395, 0, 10, 2, 0}, {393, 0, 10, 1, 1}};
     for (const Case& c : cases) {
         board.config.assign(kMaxChannels * kChannelRecordSize, 0);
         wr32(board.config.data(), kConfValid);
