@@ -5,7 +5,6 @@
 namespace ptz::test {
 namespace {
 
-
 // ORX1000 at address 123: the digits 1, 3, 2 in that order.
 Bytes orx(uint8_t cmd, uint8_t data) {
     return {0x11, 0x23, 0x32, cmd, data, static_cast<uint8_t>(0x11 + 0x23 + 0x32 + cmd + data)};
