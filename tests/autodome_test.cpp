@@ -17,7 +17,6 @@ using Payload = std::array<uint8_t, 3>;
 Bytes var(Payload p) { return summed({0x87, 0, 0, 0x05, p[0], p[1], p[2]}); }
 Bytes fs(uint16_t w) { return summed({0x86, 0, 0, 0x02, uint8_t(w >> 8), uint8_t(w)}); }
 Bytes fl(uint16_t v) { return summed({0x86, 0, 0, 0x07, uint8_t(v >> 8), uint8_t(v)}); }
-Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE091).arg16(code).action(on ? 0x0101 : 0); }
 
 constexpr int kVar = 0, kFixed = 1;
 

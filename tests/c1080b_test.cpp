@@ -86,6 +86,11 @@ TEST_F(C1080B, MovesKeepTheirSpeeds) {
     EXPECT_EQ(board.writes("/dev/ttyS3"), std::vector<Bytes>{frame(0x04, 16, 6)});
     EXPECT_EQ(left[off::x], 48);
     EXPECT_EQ(left[off::y], 64);
+    Bytes up = mv(0x41, 0x70);
+    up.resize(kMinCommandBuffer);
+    eptz_handler(*d, 1, up.data());
+    EXPECT_EQ(up[off::x], 64);
+    EXPECT_EQ(up[off::y], 80);
 }
 
 // The aux table as the camera's manual gives it.

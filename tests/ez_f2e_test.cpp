@@ -111,6 +111,16 @@ TEST_F(Wkc, ZoomAndAuxSweepsAgainstTheSheet) {
     }
 }
 
+// At 115200 baud a 5-byte frame is shorter than the 1 ms minimum after it.
+TEST_F(Wkc, ShortFramesWaitTheMinimum) {
+    channel(0, 2, kEz.model, 1, 7);
+    start();
+    handle(0, aux(595));
+    const auto s = sleeps();
+    ASSERT_GE(s.size(), 3u);
+    EXPECT_EQ(std::vector<uint32_t>(s.begin(), s.begin() + 3), (std::vector<uint32_t>{1000, 10000, 1000}));
+}
+
 // The query's answer: C5, pan 0x7079 (900), tilt 0x01E0 (45), zoom 0x0203, one unused byte.
 const Bytes kPosition{0xC5, 0x70, 0x79, 0x01, 0xE0, 0x02, 0x03, 0x00};
 

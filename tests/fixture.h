@@ -53,6 +53,11 @@ inline Bytes mv(uint8_t x, uint8_t y, uint16_t action = 0, uint8_t stop = 0) {
     return CmdBuilder(0xE011).action(action).xy(x, y).stop_after(stop);
 }
 
+// An aux command on channel 0: "on" as 0xE091, "off" as 0xE090 (the drivers take both alike).
+inline Bytes aux(uint16_t code, bool on = true, uint16_t channel = 0) {
+    return CmdBuilder(on ? 0xE091 : 0xE090, channel).arg16(code).action(on ? 0x0101 : 0);
+}
+
 class DaemonTest : public ::testing::Test {
 protected:
     SimBoard board;

@@ -20,6 +20,8 @@ TEST_F(Hikc, FramesAcrossTheVocabulary) {
         {"right-down", CmdBuilder(0xE011, 3).xy(67, 61), {hik(0x0D, 6, 6)}},
         {"left", CmdBuilder(0xE011, 3).xy(0x20, 0x40), {hik(0x09, 0, 63)}},
         {"right, pan speed 2", CmdBuilder(0xE011, 3).xy(65, 64), {hik(0x08, 0, 2)}},
+        {"from 0xC0 up the speed wraps", CmdBuilder(0xE011, 3).xy(0xC1, 0x40), {hik(0x08, 0, 2)}},
+        {"for tilt too", CmdBuilder(0xE011, 3).xy(0x40, 0xC0), {hik(0x06, 0, 0)}},
         {"down", CmdBuilder(0xE011, 3).xy(0x40, 0x30), {hik(0x07, 32, 0)}},
         {"up", CmdBuilder(0xE012, 3).xy(0x40, 0x50), {hik(0x06, 32, 0)}},
         {"zoom wide below 65", CmdBuilder(0xE011, 3).action(1).xy(64, 64), {hik(0x12)}},

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "common/util.h"
 #include "os/sim_board.h"
 #include "tests/fixture.h"
 
@@ -43,6 +44,9 @@ TEST_F(Log, FilteredLevelsAndRegistry) {
     const std::string long_text(200, 'x');
     log.printx_filtered(log.lib_common(), 0, "%s", long_text.c_str());
     EXPECT_EQ(last(), "[LIB_COMMON(0)]" + std::string(125 - 15, 'x') + "|\n");
+    log.printx_filtered(log.lib_common(), 0, "%s",
+                        std::string(120, 'y').c_str());  // too long with its prefix
+    EXPECT_EQ(last(), "[LIB_COMMON(0)]" + std::string(125 - 15, 'y') + "|\n");
 
     EXPECT_EQ(log.set_level_by_prefix("nope", 3), -1);
     EXPECT_EQ(last(), "Cannot find printx_filtered for prefix(nope)\n");
@@ -53,6 +57,20 @@ TEST_F(Log, FilteredLevelsAndRegistry) {
     EXPECT_EQ(log.register_using_printx_filtered("one too many", 0), -1);
     EXPECT_EQ(last(), "register_using_printx_filtered() failed : 100\n");
     EXPECT_EQ(log.count(), 100);
+}
+
+// A dump names its title, then 16 bytes a line behind their offset; at most 256 bytes are shown.
+TEST_F(Log, HexDump) {
+    uint8_t data[300];
+    for (int i = 0; i < 300; ++i) data[i] = static_cast<uint8_t>(i);
+    EXPECT_EQ(hex_dump(log, "T", data, 0), 0);
+    EXPECT_EQ(board.logs(), (std::vector<std::string>{"T", "\n"}));
+    board.calls.clear();
+    EXPECT_EQ(hex_dump(log, "T", data + 1, 17), 17);
+    std::string text;
+    for (const std::string& l : board.logs()) text += l;
+    EXPECT_EQ(text, "T\n[0000] 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e 0f 10 \n[0010] 11 \n");
+    EXPECT_EQ(hex_dump(log, "T", data, 300), 256);
 }
 
 }  // namespace

@@ -5,8 +5,6 @@
 namespace ptz::test {
 namespace {
 
-Bytes aux(uint16_t v, bool on) { return CmdBuilder(0xE091).arg16(v).action(on ? 257 : 0); }
-
 // ORX1000 at address 123: the digits 1, 3, 2 in that order.
 Bytes orx(uint8_t cmd, uint8_t data) {
     return {0x11, 0x23, 0x32, cmd, data, static_cast<uint8_t>(0x11 + 0x23 + 0x32 + cmd + data)};
@@ -65,6 +63,11 @@ TEST_F(Orx1000, AMoveIsResentTwiceThroughTheMainLoopAndAStopEndsIt) {
     send(aux(1, true));
     idle(1000);
     EXPECT_EQ(writes(), (std::vector<Bytes>{orx(0, 0x48), orx(0, 0x40), orx(0, 0x40), orx(0x6B, 0)}));
+    // Once the re-sends are over, a new move is re-sent again.
+    board.clear_calls();
+    send(mv(0x20, 0x20));
+    idle(1000);
+    EXPECT_EQ(writes().size(), 3u);
 }
 
 Bytes hunt(uint8_t cmd, uint8_t speed) {  // address 0x45: 02 05

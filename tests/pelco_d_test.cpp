@@ -16,8 +16,6 @@ using PelcoD = OneCamera<0, 2, 0x1600, 1>;
 struct FrameCase { const char* name; std::vector<Bytes> cmds; std::vector<Bytes> expected; };
 // clang-format on
 
-Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE091).arg16(code).action(on ? 0x0101 : 0); }
-
 TEST_F(PelcoD, FramesAcrossTheVocabulary) {
     // clang-format off
     const FrameCase cases[] = {
@@ -140,6 +138,20 @@ protected:
         return bytes(pelcod_tvi_frame(addr, cmd, d1, d2));
     }
 };
+
+// Over TVI a Pelco-D channel's coax ports are 5 and 6 (port 6 only where the recorder has no status
+// device to pick a coax protocol by the picture's format).
+TEST_F(PelcoDTvi, OnPorts5And6) {
+    board.remove_device("/dev/vin_devs"), board.remove_device("/dev/av_devs");
+    for (int port : {6, 7}) {
+        channel(1, port, 0x1600, 7);
+        start();
+        handle(1, CmdBuilder(0xE013, 1));
+        bool tvi = false;
+        for (const std::string& l : board.logs()) tvi |= l.starts_with("PELCO_D_TVI msg_id[e013]");
+        EXPECT_EQ(tvi, port == 6) << port;
+    }
+}
 
 TEST_F(PelcoDTvi, EveryActionIsFollowedByAStop) {
     // clang-format off

@@ -7,7 +7,6 @@ namespace {
 
 Bytes bytes(const PelcoPFrame& b) { return Bytes(b.begin(), b.end()); }
 Bytes f(uint16_t cmd, uint8_t d1 = 0, uint8_t d2 = 0) { return bytes(pelcop_frame(1, cmd, d1, d2)); }
-Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE090).arg16(code).action(on ? 0x0101 : 0); }
 
 using PelcoP = DaemonTest;
 

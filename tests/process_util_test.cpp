@@ -54,6 +54,9 @@ TEST_F(ProcessUtil, CountByCommandLine) {
     EXPECT_EQ(board.logs(), Lines{"[LIB_COMMON(0)]/proc/15/cmdline open error\n"});
     EXPECT_EQ(count_process_by_cmdline(board, log, "init"), 1);
     EXPECT_EQ(count_process_by_cmdline(board, log, "nothing"), 0);
+    // At most 255 bytes of a command line are compared.
+    board.set_file("/proc/16/cmdline", std::string(300, 'a'));
+    EXPECT_EQ(count_process_by_cmdline(board, log, std::string(255, 'a').c_str()), 1);
 
     SimBoard empty;
     EXPECT_EQ(count_process_by_cmdline(empty, log, "init"), -1);  // no /proc at all

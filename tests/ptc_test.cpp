@@ -83,7 +83,7 @@ TEST_F(Ptc, ZoomFocusStopAndWaits) {
         {"PTC203 zoom in, AF keeps the zoom byte", true, CmdBuilder(0xE012).action(1).xy(70, 0), {ptc("MA", {0, 0, 0, 0, 0x01}), ptc("AF", {0x81, 0, 0, 0, 0x01})}, "[ptc203] zoom in\n"},
         {"PTC203 zoom at 64: empty MA, then AF", true, CmdBuilder(0xE011).action(1).xy(64, 9), {ptc("MA", {}), ptc("AF", {0x81})}, nullptr},
         {"PTC107 focus far", false, CmdBuilder(0xE011).action(2).xy(100, 0), {ptc("MA", {0, 0, 0, 0, 0, 0, 0x80, 3, 1})}, "focus far\n"},
-        {"PTC203 focus near, no AF", true, CmdBuilder(0xE011).action(2).xy(3, 0), {ptc("MA", {0, 0, 0, 0, 0, 0, 0x01, 6})}, "focus near\n"},
+        {"PTC203 focus near, no AF", true, CmdBuilder(0xE011).action(2).xy(10, 0), {ptc("MA", {0, 0, 0, 0, 0, 0, 0x01, 5})}, "focus near\n"},
         {"PTC203 left", true, CmdBuilder(0xE011).xy(0, 64), {ptc("MA", {0x80, 1}), ptc("AF", {0x80})}, "left\n"},
         {"iris: nothing", false, CmdBuilder(0xE011).action(3).xy(100, 0), {}, nullptr},
         {"ids past stop", true, CmdBuilder(0xE014).arg16(3), {}, "PTC203_PTZ msg_id[0xe014],action[0],addr[1],x[3],y[0]\n"},

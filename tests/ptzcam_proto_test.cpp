@@ -1,5 +1,5 @@
-// The ptzcam protocol library: golden frames from each protocol's own rules, its failures, the
-// cameras' answers and a garbage sweep. Built only into its own test program (see tools/ptzcam/proto).
+// The ptzcam protocol library where the cross-check cannot see it: failures (checksums, cut frames, noise),
+// the cameras' answers and a garbage sweep. Built only into its own test program (see tools/ptzcam/proto).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -31,11 +31,6 @@ Bytes ext(uint8_t a, uint8_t cmd, Bytes data = Bytes(6)) {  // 11-byte FF frame:
     b.push_back(add(b, 1, 9));
     return b;
 }
-Bytes status(Bytes b, uint8_t v) {  // a reply's status byte (byte 2), checksum kept right
-    b.back() = uint8_t(b.back() - b[2] + v);
-    b[2] = v;
-    return b;
-}
 Bytes with(Bytes b, size_t at, uint8_t v) {
     b[at] = v;
     return b;
@@ -59,10 +54,9 @@ Bytes pana(const char* text) {  // STX "AD" text ETX
     b.insert(b.end(), text, text + std::strlen(text));
     return tail(b, 0x03);
 }
-Bytes sum7f(Bytes b) { return tail(b, add(b, 0, b.size() - 1) & 0x7F); }        // AutoDome, STX-framed
-Bytes sum_all(Bytes b) { return tail(b, add(b, 0, b.size() - 1)); }             // SJ, ScanDome, ORX1000
-Bytes zero_sum(Bytes b) { return tail(b, uint8_t(-add(b, 0, b.size() - 1))); }  // ADI
-Bytes spdf(uint8_t a, uint16_t c, uint8_t d1, uint8_t d2, uint8_t d3) {         // NOT of the sum of 1..8
+Bytes sum7f(Bytes b) { return tail(b, add(b, 0, b.size() - 1) & 0x7F); }  // AutoDome, STX-framed
+Bytes sum_all(Bytes b) { return tail(b, add(b, 0, b.size() - 1)); }       // SJ, ScanDome, ORX1000
+Bytes spdf(uint8_t a, uint16_t c, uint8_t d1, uint8_t d2, uint8_t d3) {   // NOT of the sum of 1..8
     Bytes b{0xA0, a, 0, uint8_t(c >> 8), uint8_t(c), d1, d2, d3, 0xFF, 0xAF};
     return tail(b, uint8_t(~add(b, 1, 8)));
 }
@@ -93,248 +87,6 @@ Frame run(const char* proto, const Bytes& b) {
     const Protocol* p = find_protocol(proto);
     EXPECT_NE(p, nullptr) << proto;
     return p ? p->decode(b.data(), b.size()) : Frame{};
-}
-
-// clang-format off
-struct Golden { const char* proto; Bytes bytes; Kind kind; int address, pan, tilt, value; const char* meaning; };
-// clang-format on
-
-void check(const Golden& g) {
-    SCOPED_TRACE(std::string(g.proto) + ": " + g.meaning);
-    // Every cut of the frame waits for the rest; a cut coax record is truncated.
-    const Protocol* p = find_protocol(g.proto);
-    for (size_t k = 1; p && k < g.bytes.size(); ++k)
-        EXPECT_EQ(p->decode(g.bytes.data(), k).status, p->coax ? Status::truncated : Status::need_more) << k;
-    const Frame f = run(g.proto, g.bytes);
-    EXPECT_EQ(f.status, Status::ok) << f.reason;
-    EXPECT_EQ(f.length, g.bytes.size());
-    EXPECT_EQ(f.kind, g.kind);
-    EXPECT_EQ(f.address, g.address);
-    EXPECT_EQ(f.pan, g.pan);
-    EXPECT_EQ(f.tilt, g.tilt);
-    EXPECT_EQ(f.value, g.value);
-    EXPECT_STREQ(f.meaning, g.meaning);
-}
-
-constexpr Kind M = Kind::move, S = Kind::stop, Z = Kind::zoom, F = Kind::focus, I = Kind::iris,
-               GP = Kind::goto_preset, SP = Kind::set_preset, CP = Kind::clear_preset, AN = Kind::aux_on,
-               AF = Kind::aux_off, MN = Kind::menu, POS = Kind::set_position, Q = Kind::query_position,
-               QO = Kind::query_other, O = Kind::other;
-
-TEST(PtzcamProto, PelcoFamilyGoldens) {
-    // clang-format off
-    const Golden cases[] = {
-        // the joystick example: left at 0x40 - x; accumulated left and up; stop
-        {"pelco-d", pd(1, 0, 0x04, 0x20, 0), M, 1, -0x20, 0, 0, "pan left 32"},
-        {"pelco-d", pd(1, 0, 0x0C, 0x20, 0x20), M, 1, -0x20, 0x20, 0, "pan left 32, tilt up 32"},
-        {"pelco-d", pd(2, 0, 0x12, 0x3F, 0x10), M, 2, 0x3F, -0x10, 0, "pan right 63, tilt down 16"},
-        {"pelco-d", pd(1, 0, 0x06, 0x10, 0), M, 1, 0, 0, 0, "pan left and right 16"},
-        {"pelco-d", pd(1, 0, 0, 0, 0), S, 1, 0, 0, 0, "stop"},
-        {"pelco-d", pd(1, 0, 0x20, 0, 0), Z, 1, 0, 0, 1, "zoom tele"},
-        {"pelco-d", pd(1, 0, 0x24, 0x08, 0), M, 1, -8, 0, 0, "pan left 8, zoom tele"},
-        {"pelco-d", pd(1, 1, 0x00, 0, 0), F, 1, 0, 0, -1, "focus near"},
-        {"pelco-d", pd(1, 0, 0x80, 0, 0), F, 1, 0, 0, 1, "focus far"},
-        {"pelco-d", pd(1, 2, 0x00, 0, 0), I, 1, 0, 0, 1, "iris open"},
-        {"pelco-d", pd(1, 4, 0x00, 0, 0), I, 1, 0, 0, -1, "iris close"},
-        {"pelco-d", pd(1, 0, 0x03, 0, 5), SP, 1, 0, 0, 5, "set preset 5"},
-        {"pelco-d", pd(1, 0, 0x05, 0, 5), CP, 1, 0, 0, 5, "clear preset 5"},
-        {"pelco-d", pd(1, 0, 0x07, 0, 0xF4), GP, 1, 0, 0, 244, "go to preset 244"},
-        {"pelco-d", pd(1, 0, 0x09, 0, 3), AN, 1, 0, 0, 3, "aux 3 on"},
-        {"pelco-d", pd(1, 0, 0x0B, 0, 9), AF, 1, 0, 0, 9, "aux 9 off"},
-        {"pelco-d", pd(1, 0, 0x1F, 0, 16), O, 1, 0, 0, 16, "set pattern start 16"},
-        {"pelco-d", pd(1, 0, 0x23, 0, 33), O, 1, 0, 0, 33, "run pattern 33"},
-        {"pelco-d", pd(1, 0, 0x25, 0, 11), O, 1, 0, 0, 11, "set zoom speed 11"},
-        {"pelco-d", pd(1, 0, 0x4B, 0x23, 0x28), POS, 1, 0, 0, 0, "set pan position 9000"},
-        {"pelco-d", pd(1, 0, 0x55, 0, 0), Q, 1, 0, 0, 2, "query zoom position"},
-        {"pelco-d", pd(1, 0, 0x59, 0x23, 0x28), O, 1, 0, 0, 9000, "pan position reply 9000"},
-        // the TVI record: FF FF addr c1 c2 FF d1 d2 sum 00, fixed speed 0x24
-        {"pelco-d-tvi", {0xFF, 0xFF, 3, 0, 0x04, 0xFF, 0x24, 0, 0x2B, 0}, M, 3, -0x24, 0, 0, "pan left 36"},
-        {"pelco-d-tvi", {0xFF, 0xFF, 3, 1, 0x00, 0xFF, 0, 0, 0x04, 0}, F, 3, 0, 0, -1, "focus near"},
-        // C1080B: menu keys, settings, reset, and the upgrade handshake
-        {"c1080b", pd(1, 0, 0x1E, 0, 0), MN, 1, 0, 0, 0, "menu or enter"},
-        {"c1080b", pd(1, 0, 0x06, 0, 0), MN, 1, 0, 0, 0, "menu escape"},
-        {"c1080b", pd(1, 0x7E, 0x09, 4, 0), O, 1, 0, 0, 0, "camera setting 0x7e09 4 0"},
-        {"c1080b", pd(1, 0x90, 0x30, 0, 0x0B), O, 1, 0, 0, 0, "camera reset"},
-        {"c1080b", pd(1, 0x90, 0x10, 0x11, 0x22), O, 1, 0, 0, 0, "upgrade start code"},
-        {"c1080b", pd(1, 0x58, 0x01, 0x02, 0x03), O, 1, 0, 0, 0x010203, "upgrade file size 66051"},
-        {"c1080b", pd(1, 0, 0x08, 0, 16), M, 1, 0, 16, 0, "tilt up 16"},
-        // C1080PT: set position and position request, extended frames
-        {"c1080pt", ext(1, 0x91, {0x23, 0x28, 0x05, 0xDC, 0x0F, 0xA0}), POS, 1, 0, 0, 0, "set position pan 9000 tilt 1500 zoom 4000"},
-        {"c1080pt", ext(1, 0x93), Q, 1, 0, 0, 0, "query position"},
-        {"c1080pt", pd(1, 0, 0x06, 0, 0), MN, 1, 0, 0, 0, "menu escape"},
-        {"c1080pt-wonwoo", ext(4, 0x93), Q, 4, 0, 0, 0, "query position"},
-        {"c1080pt-wonwoo", pd(4, 0, 0x27, 0, 2), O, 4, 0, 0, 2, "set focus speed 2"},
-        // INOS-V900: presets short, requests and settings extended; a = -300 has sign byte 0
-        {"inos-v900", pd(1, 0, 0x03, 0, 5), SP, 1, 0, 0, 5, "set preset 5"},
-        {"inos-v900", ext(1, 0x93), QO, 1, 0, 0, 0, "query sensor and switch status"},
-        {"inos-v900", ext(1, 0xA1, {0, 0, 0x01, 0x2C, 0, 0}), O, 1, 0, 0, 0, "setting 0xa1 -300"},
-        {"inos-v900", ext(1, 0xB1, {0, 0, 0x00, 0x14, 0, 0}), O, 1, 0, 0, 0, "setting 0xb1 20"},
-        {"inos-v900", ext(1, 0xAB, {0, 0, 0x00, 0xFA, 0, 0}), O, 1, 0, 0, 0, "temperature reply -250"},
-        {"inos-v900", status(ext(1, 0x9B, {0, 0x12, 3, 4, 0, 0}), 0x80), O, 1, 0, 0, 0, "status reply sensor 0x12 switches 0x0304"},
-        {"inos", pd(1, 0, 0x10, 0, 0x30), M, 1, 0, -0x30, 0, "tilt down 48"},
-        {"smartfarm", pd(1, 0, 0x0C, 0x10, 0x10), M, 1, -16, 16, 0, "pan left 16, tilt up 16"},
-    };
-    // clang-format on
-    for (const Golden& g : cases) check(g);
-}
-
-TEST(PtzcamProto, SerialProtocolGoldens) {
-    const Bytes d10(10);
-    // clang-format off
-    const Golden cases[] = {
-        // Pelco-P: address byte is address - 1; zoom speed is the raw distance
-        {"pelco-p", {0xA0, 0, 0, 0, 0, 0, 0xAF, 0x0F}, S, 1, 0, 0, 0, "stop"},
-        {"pelco-p", pp(0, 0, 0x20, 0x80, 0), Z, 1, 0, 0, 1, "zoom tele 128"},
-        {"pelco-p", pp(31, 0, 0x14, 0x20, 0x10), M, 32, -0x20, -0x10, 0, "pan left 32, tilt down 16"},
-        {"pelco-p", pp(0, 0x04, 0, 0, 0), I, 1, 0, 0, 1, "iris open"},
-        {"pelco-p", pp(0, 0, 0x07, 0, 9), GP, 1, 0, 0, 9, "go to preset 9"},
-        // Samsung-E: left 0x0001, up 0x0004; type 3 presets, menu keys and computed aux codes
-        {"samsung-e", {0xA0, 0xFE, 1, 1, 0, 0, 0, 0, 0xFF}, S, 1, 0, 0, 0, "stop"},
-        {"samsung-e", se(1, 1, 0, 0x05, 0x30, 0x11), M, 1, -0x30, 0x11, 0, "pan left 48, tilt up 17"},
-        {"samsung-e", se(2, 3, 0x17, 0x01, 0xFF, 0xFF), MN, 2, 0, 0, 0, "menu"},
-        {"samsung-e", se(2, 3, 0x19, 0x07, 0xFF, 0xFF), GP, 2, 0, 0, 7, "go to preset 7"},
-        {"samsung-e", se(2, 3, 0x71, 0xFF, 0xFF, 0xFF), O, 2, 0, 0, 100, "aux code 100"},
-        // Panasonic: pan/tilt speeds are distance / 4; go to preset p sends p - 1, store n sends n + 99
-        {"panasonic", pana("07;GC7:90288F0"), M, 7, -15, 0, 0, "pan left 15"},
-        {"panasonic", pana("01;GC7:9028B32"), M, 1, 3, 2, 0, "pan right 3, tilt up 2"},
-        {"panasonic", pana("01;GC7:9020100"), S, 1, 0, 0, 0, "zoom stop"},
-        {"panasonic", pana("01;GC7:9027100"), Z, 1, 0, 0, -1, "zoom wide 3"},
-        {"panasonic", pana("01;GC7:9028100"), S, 1, 0, 0, 0, "pan/tilt stop (same frame as zoom tele 8)"},
-        {"panasonic", pana("01;GC7:9034102"), F, 1, 0, 0, 1, "focus far 2"},
-        {"panasonic", pana("01;GCF:2021400:2022000"), GP, 1, 0, 0, 1, "go to preset 1"},
-        {"panasonic", pana("01;GCF:00219F0:0022680"), SP, 1, 0, 0, 5, "set preset 5"},
-        {"panasonic", pana("01;GCF:00219F0:00222B0"), SP, 1, 0, 0, 200, "set preset 200"},
-        {"panasonic", pana("01;RON:7"), O, 1, 0, 0, 0, "power on"},
-        // AutoDome: address bits 8..15, then (address - 1); pan speed 0x20 is masked to 0
-        {"autodome", {0x86, 0, 0, 0x07, 0x04, 0x03, 0x14}, SP, 1, 0, 0, 3, "set preset 3"},
-        {"autodome", sum7f({0x86, 0, 0, 0x07, 0x02, 0x05}), AF, 1, 0, 0, 5, "aux 5 off"},
-        {"autodome", sum7f({0x86, 0, 0, 0x07, 0x01, 0x2E}), MN, 1, 0, 0, 0, "menu (same value as aux 46 on)"},
-        {"autodome", sum7f({0x86, 0, 0, 0x07, 0x03, 0xF6}), O, 1, 0, 0, 0x3F6, "aux value 0x03f6"},
-        {"autodome", sum7f({0x87, 0, 0, 0x05, 0x20, 0x00, 0x01}), M, 1, 0, 0, 0, "pan right 0"},
-        {"autodome", sum7f({0x87, 1, 0xFF, 0x05, 0x05, 0x50, 0x0A}), M, 256, -10, 5, 0, "pan left 10, tilt up 5"},
-        {"autodome", sum7f({0x86, 0, 4, 0x02, 0x18, 0x00}), M, 5, -1, 1, 0, "pan left, tilt up"},
-        {"autodome", sum7f({0x86, 0, 4, 0x02, 0x04, 0x00}), Z, 5, 0, 0, -1, "zoom wide"},
-        // VC-C4: device character address | 0x30, no checksum
-        {"vcc4", {0xFF, 0x30, 0x31, 0, 0x8A, ':', 0xEF}, GP, 1, 0, 0, 10, "go to preset 10"},
-        {"vcc4", {0xFF, 0x30, 0x31, 0, 0x89, 0xEF, 0xEF}, SP, 1, 0, 0, 191, "set preset 191"},
-        {"vcc4", {0xFF, 0x30, 0x31, 0, 0x50, '0', '0', '8', 0xEF}, O, 1, 0, 0, 8, "pan speed 8"},
-        {"vcc4", {0xFF, 0x30, 0x31, 0, 0x60, '2', '1', 0xEF}, M, 1, -1, 1, 0, "pan left, tilt up"},
-        {"vcc4", {0xFF, 0x30, 0x30, 0, 0x90, '0', 0xEF}, O, 0, 0, 0, 0, "command start"},
-        {"vcc4", {0xFF, 0x30, 0x32, 0, 0xB5, '0', 0xEF}, AN, 2, 0, 0, 602, "aux 602 on"},
-        // Vicon: header and body in one; speeds are distance x 16 in two 7-bit groups
-        {"vicon", {0x82, 0x53, 0x50, 0, 0, 0, 0x04, 0x00, 0x04, 0x00}, M, 0x23, -512, 512, 0, "pan left 512, tilt up 512"},
-        {"vicon", {0x82, 0x13, 0, 0, 0x10, 0}, O, 0x23, 0, 0, 3, "aux 3"},
-        {"vicon", {0x82, 0x13, 0, 0, 0, 0}, S, 0x23, 0, 0, 0, "stop"},
-        {"vicon", {0x82, 0x43, 0, 0, 0, 0, 0x10, 0x2C, 0x70, 0x70}, GP, 0x23, 0, 0, 44, "go to preset 44"},
-        // SJ: 'M' presets as nibbles, 'P' aux data by its own table
-        {"sj", sum_all({0x40, 'M', 1, 0x59, 0x01}), GP, 1, 0, 0, 9, "go to preset 9"},
-        {"sj", sum_all({0x40, 'M', 1, 0x47, 0x01}), GP, 1, 0, 0, 7, "go to preset 7"},
-        {"sj", sum_all({0x40, 'P', 1, 0x23, 0x00}), AN, 1, 0, 0, 1, "aux 1 on"},
-        {"sj", sum_all({0x40, 'C', 1, 0x04}), M, 1, -1, 0, 0, "pan left"},
-        // SRX-100B: the SPD frame with fixed speeds and its own aux commands
-        {"srx-100b", spdf(1, 0x0012, 0x3F, 0x3F, 0), M, 1, 0x3F, -0x3F, 0, "pan right 63, tilt down 63"},
-        {"srx-100b", spdf(1, 0x0400, 0, 0, 0), S, 1, 0, 0, 0, "stop"},
-        {"srx-100b", spdf(1, 0x4F, 3, 0xFF, 0xFF), AN, 1, 0, 0, 3, "aux 3 on"},
-        {"srx-100b", spdf(1, 0x0420, 0, 0, 4), Z, 1, 0, 0, 1, "zoom tele 4"},
-        // ADI: speed 9 goes out as 8; preset numbers are sent less one
-        {"adi", {0x01, 0x83, 0x7C}, S, 1, 0, 0, 0, "pan stop"},
-        {"adi", zero_sum({0x01, 0xC0, 0x81, 0x08}), M, 1, -8, 0, 0, "pan left 8"},
-        {"adi", zero_sum({0x01, 0xC7, 0x02, 0x04}), GP, 1, 0, 0, 5, "go to preset 5"},
-        {"adi", zero_sum({0x01, 0xCC, 0x02}), MN, 1, 0, 0, 0, "menu escape"},
-        // STX-framed, three-byte, letter-command
-        {"stx-framed", {0x02, 0x01, 0x00, 0x00, 0x03, 0x06}, S, 1, 0, 0, 0, "stop"},
-        {"stx-framed", sum7f({0x02, 0x01, 0x3A, '1', 0x03}), M, 1, -1, 1, 0, "pan left 1, tilt up 1"},
-        {"three-byte", {0x41, 0x05, 0x80}, GP, 1, 0, 0, 5, "go to preset 5, or first step of set preset 5"},
-        {"three-byte", {0x41, 0x00, 0x84}, O, 1, 0, 0, 0, "set preset step 4"},
-        {"three-byte", {0xC1, 0x03, 0xA4}, O, 1, 0, 0, 0, "set preset end"},
-        {"three-byte", {0x01, 0x06, 0x80 | 0x1A}, M, 1, -2, 3, 0, "pan left 2, tilt up 3"},
-        {"letter-command", {0x50, 0x80, 0x81, 'L', 0x80, 0x00, 0x00}, M, 1, -128, 0, 0, "pan left 128"},
-        {"letter-command", {0x50, 0x81, 0x81, 'T', 0xFC, 0x00}, Z, 129, 0, 0, 1, "zoom tele 252"},
-        {"letter-command", {0x50, 0x80, 0x81, 'X', 0x00}, S, 1, 0, 0, 0, "pan/tilt stop"},
-        // EZ/F2E: the tilt byte's bit 7 means up; x = 0xFF overflows into the left bit
-        {"ez", ezf({0x00, 0xC0, 0x00}), M, 1, -64, 0, 0, "pan left 64"},
-        {"ez", ezf({0x00, 0xBF, 0x00}), M, 1, -63, 0, 0, "pan left 63"},
-        {"ez", ezf({0x00, 0x10, 0x90}), M, 1, 16, 16, 0, "pan right 16, tilt up 16"},
-        {"ez", ezf({0x11, 0x10, 0x00}), Z, 1, 16, 0, 1, "zoom tele 1, pan right 16"},
-        {"ez", ezf({0xA2}), MN, 1, 0, 0, 0, "menu enter"},
-        {"ez", ezf({0x81, 0x05, 0x00}), GP, 1, 0, 0, 5, "go to preset 5"},
-        {"ez", sum_all({0x5E, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1}), POS, 1, 0, 0, 0, "set position pan 900 tilt 0 zoom 1"},
-        {"ez", sum_all({0xAA, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1}), POS, 1, 0, 0, 0, "set position pan 900 tilt 0 zoom 1"},
-        {"f2e", f2ef({0x91, 0x10, 0x00}), Z, 1, 16, 0, 1, "zoom tele 1, pan right 16"},
-        {"f2e", f2ef({0x40}), Q, 1, 0, 0, 0, "query position"},
-        {"f2e", f2ef({0x28}), AN, 1, 0, 0, 602, "aux 602 on"},
-        {"f2e", f2ef({0x18, 0x02, 0x00}), AN, 1, 0, 0, 703, "aux 703 on"},
-        {"f2e", f2ef({0x5A, 0x01, 0x02}), O, 1, 0, 0, 0, "WKC keyboard command 0x5a 0x01 0x02"},
-        // the camera's side: the position reply and the command replies
-        {"ez", {0xC5, 0x70, 0x79, 0, 0, 0x0F, 0xA0, 0}, O, -1, 0, 0, 0, "position reply pan 900 tilt 0 zoom 4000"},
-        {"ez", {0x5E, 0x10, 0x01, 0, 0, 0, 0, 0x6F ^ 0xA5}, O, 1, 0, 0, 0, "command reply"},
-        {"ez", {0x5E, 0x10, 0x01, 0x6F}, O, 1, 0, 0, 0, "set position reply"},
-        {"f2e", {0xCC, 0x50, 0x01, 0x1D}, O, 1, 0, 0, 0, "command reply"},
-        {"vcc4", {0xFE, 0x30, 0x31, 0, 0, 0xEF}, O, 1, 0, 0, 0, "answer 0x00"},
-        // SPD and its variant: presets travel less one
-        {"spd", spdf(1, 0x0002, 0x3F, 0, 0), M, 1, 0x3F, 0, 0, "pan right 63"},
-        {"spd", spdf(1, 0x0007, 0, 0xFF, 0xFF), GP, 1, 0, 0, 1, "go to preset 1, sent as 0"},
-        {"spd", spdf(1, 0x0100, 0, 0, 0xFF), MN, 1, 0, 0, 0, "menu enter"},
-        {"spd", spdf(1, 0x0100, 0, 0, 0x40), F, 1, 0, 0, -1, "focus near 64"},
-        {"spd", spdf(1, 0x0045, 1, 0xFF, 0xFF), O, 1, 0, 0, 0, "autofocus on or off"},
-        {"spd-variant", spdf(1, 0x0002, 1, 1, 0x11), M, 1, 1, 0, 0, "pan right 1"},
-        {"spd-variant", spdf(1, 0x0021, 2, 0, 0xFF), O, 1, 0, 0, 2, "run sequence 2"},
-        {"spd-variant", spdf(1, 0x8001, 0x20, 1, 0xFF), O, 1, 0, 0, 0x20, "digital zoom on (aux low byte 32)"},
-        // ScanDome: speed nibbles centred on 8; presets as two nibbles
-        {"scandome", sum_all({0xA5, 1, 0x10, 0x0D, 0xA8, 0x55}), M, 1, 2, 0, 0, "pan right 2"},
-        {"scandome", sum_all({0xA5, 1, 0x11, 0x81, 0x82, 0x55}), GP, 1, 0, 0, 0x12, "go to preset 18"},
-        {"scandome", sum_all({0xA5, 1, 0x2C, 0x80, 0x83, 0x55}), AN, 1, 0, 0, 703, "aux 703 on"},
-        {"scandome2", sum_all({0xA5, 1, 0x10, 0x0D, 0x88, 0x55}), S, 1, 0, 0, 0, "stop"},
-        {"scandome2", sum_all({0xA5, 1, 0x10, 0x0D, 0x18, 0x55}), M, 1, -7, 0, 0, "pan left 7"},
-        {"scandome2", sum_all({0xA5, 1, 0x10, 0x0F, 0x88, 0x55}), Z, 1, 0, 0, 1, "zoom tele"},
-        // ORX1000: address digits hundreds, units, tens
-        {"orx1000", sum_all({0x11, 0x23, 0x32, 0x00, 0x46}), M, 123, -1, -1, 0, "pan left, tilt down"},
-        {"orx1000", sum_all({0x10, 0x21, 0x30, 0x00, 0x44}), M, 1, -1, 0, 0, "pan left, or aux 13 off"},
-        {"orx1000", sum_all({0x10, 0x21, 0x30, 0x6B, 0x00}), AN, 1, 0, 0, 1, "aux 1 on"},
-        // HUNT: one speed for both axes; speed 0 is a stop frame
-        {"hunt", hunt(4, 0x80), M, 1, 0x80, 0, 0, "pan right 128"},
-        {"hunt", hunt(5, 0xEF), M, 1, -0xEF, 0xEF, 0, "pan left 239, tilt up 239"},
-        {"hunt", hunt(11, 0), S, 1, 0, 0, 0, "stop zoom tele"},
-        {"hunt", hunt(0x76, 9), GP, 1, 0, 0, 9, "go to preset 9"},
-        // PTC107/203: pan and tilt as signed bytes, tilt negative for up
-        {"ptc107", ptc(1, "MA", d10), S, 1, 0, 0, 0, "stop"},
-        {"ptc107", ptc(1, "MA", {0x80, 1, 0, 0, 0, 0, 0, 0, 1, 0}), M, 1, -128, 0, 0, "pan left 128"},
-        {"ptc203", ptc(1, "MA", {0, 0, 0xF7, 1, 0, 0, 0, 0, 0, 0}), M, 1, 0, 9, 0, "tilt up 9"},
-        {"ptc203", ptc(1, "MA", {0, 0, 0x80, 1, 0, 0, 0, 0, 0, 0}), M, 1, 0, -128, 0, "tilt down 128"},
-        {"ptc203", ptc(1, "AF", {0x81, 0, 0, 0, 0x01, 0, 0, 0, 0, 0}), O, 1, 0, 0, 0, "auto focus 0x81"},
-        // coax: HIK-C (d0 tilt, d1 pan speed) and HDA's four bytes
-        {"hikc", {0x02, 0xB5, 0, 0x14, 0, 0x02, 0, 0, 0, 0xC9}, S, -1, 0, 0, 0, "stop"},
-        {"hikc", hikc(0x0A, 0x20, 0x3F), M, -1, -63, 32, 0, "pan left 63, tilt up 32"},
-        {"hikc", hikc(0x17, 36, 0), GP, -1, 0, 0, 36, "go to preset 36"},
-        {"hikc", hikc(0x55, 1, 0x10), O, -1, 0, 0, 0, "left limit"},
-        {"hda", {0, 0, 0, 0}, S, -1, 0, 0, 0, "stop"},
-        {"hda", {0, 0x0C, 0x80, 0x40}, M, -1, -128, 64, 0, "pan left 128, tilt up 64"},
-        {"hda", {0x02, 0x03, 0x00, 0x5F}, SP, -1, 0, 0, 95, "set preset 95, iris open"},
-        {"hda", {0x01, 0, 0, 0}, F, -1, 0, 0, -1, "focus near"},
-    };
-    // clang-format on
-    for (const Golden& g : cases) check(g);
-}
-
-// A move whose frame carries speed 0 still names its direction (an HDA pan at x = 0, a HIK-C move
-// repeated from the centre, an AutoDome pan speed of 16 cut to 0).
-TEST(PtzcamProto, DirectionAtSpeedZero) {
-    const struct {
-        const char* proto;
-        Bytes bytes;
-        int pan_dir, tilt_dir;
-    } cases[] = {
-        {"hda", {0, 0x14, 0, 0}, -1, -1},
-        {"hikc", hikc(0x06, 0, 0), 0, 1},
-        {"autodome", sum7f({0x87, 0, 0, 0x05, 0, 0, 0x02}), -1, 0},
-        {"pelco-d", pd(1, 0, 0x0A, 0, 0), 1, 1},
-    };
-    for (const auto& c : cases) {
-        const Frame f = run(c.proto, c.bytes);
-        EXPECT_EQ(f.kind, Kind::move) << c.proto;
-        EXPECT_EQ(f.pan_dir, c.pan_dir) << c.proto;
-        EXPECT_EQ(f.tilt_dir, c.tilt_dir) << c.proto;
-    }
 }
 
 // Failures: a bad checksum covers its frame, an unknown command names its code, a cut frame waits for more
@@ -421,6 +173,8 @@ TEST(PtzcamProto, Answers) {
         SCOPED_TRACE(std::string(r.proto) + " answer " + std::to_string(&r - cases));
         const Protocol* p = find_protocol(r.proto);
         ASSERT_NE(p, nullptr);
+        for (size_t k = 1; k < r.request.size(); ++k)  // every cut of the request waits for the rest
+            EXPECT_EQ(p->decode(r.request.data(), k).status, p->coax ? Status::truncated : Status::need_more);
         const Answer a = p->answer(p->decode(r.request.data(), r.request.size()), h, r.address);
         EXPECT_EQ(Bytes(a.bytes, a.bytes + a.size), r.answer);
     }

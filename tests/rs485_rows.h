@@ -42,8 +42,6 @@ inline uint16_t axis_bits(int x, int y) {
     return static_cast<uint16_t>((x > 66 ? 0x02 : x < 62 ? 0x04 : 0) | (y > 66 ? 0x08 : y < 62 ? 0x10 : 0));
 }
 
-inline Bytes aux(uint16_t code, bool on) { return CmdBuilder(0xE090).arg16(code).action(on ? 0x0101 : 0); }
-
 struct Row {
     Bytes cmd;
     std::vector<Bytes> frames;

@@ -76,14 +76,7 @@ TEST_F(ScanDome, ScanDomeFrames) {
         {CmdBuilder(0xE022).action(9), {sd(0x26, 0x80, 0x89)}, "CLEAR preset 9\n"},
         // the HTX keyboard passes through
         {htx(0x1A5, 3, 4), {sd(0xA5, 3, 4)}, "PTZSVR : special command from HTX keyboard 1a5h - 03h, 04h\n"},
-        // aux
         {aux(595, false), {sd(0x19, 0x80, 0x80)}, "PTZSVR : scandome2 aux control(595,0)\n"},
-        {aux(602, true), {sd(0x28, 0x80, 0x80)}}, {aux(602, false), {sd(0x29, 0x80, 0x80)}},
-        {aux(701, true), {sd(0x2C, 0x80, 0x81)}}, {aux(704, false), {sd(0x2D, 0x80, 0x84)}},
-        {aux(711, true), {sd(0x13, 0x80, 0x81)}}, {aux(718, true), {sd(0x13, 0x80, 0x88)}},
-        {aux(721, false), {sd(0x17, 0x80, 0x81)}}, {aux(728, true), {sd(0x17, 0x80, 0x88)}},
-        {aux(730, true), {sd(0x19, 0x80, 0x80)}}, {aux(731, true), {sd(0x1F, 0x80, 0x80)}},
-        {aux(705, true), {}}, {aux(729, true), {}}, {aux(603, true), {}},
     };
     // clang-format on
     check(0, rows);
@@ -103,16 +96,32 @@ TEST_F(ScanDome, ScanDome2Frames) {
         {CmdBuilder(0xE020).action(3), {}}, {CmdBuilder(0xE014).arg16(3), {}},
         {CmdBuilder(0xE022).action(3), {}},
         {htx(0x21, 0x80, 0x7F), {sd(0x21, 0x80, 0x7F)}, "PTZSVR : special command from HTX keyboard 21h - 80h, 7fh\n"},
-        // its own aux column
         {aux(595, true), {sd(0x19, 0x80, 0x80)}, "PTZSVR : scandome2 aux control(595)\n"},
-        {aux(602, true), {}}, {aux(702, true), {sd(0x2C, 0x80, 0x82)}},
-        {aux(703, false), {sd(0x2D, 0x80, 0x83)}},
-        {aux(711, true), {}}, {aux(722, true), {sd(0x17, 0x80, 0x82)}},
-        {aux(730, true), {sd(0x10, 0x48, 0x80)}}, {aux(731, false), {sd(0x1F, 0x80, 0x80)}},
     };
     // clang-format on
     check(1, rows);
     for (const std::string& l : board.logs()) EXPECT_EQ(l.rfind("ScanDome(", 0), std::string::npos) << l;
+}
+
+// The family's aux table, each model its own column; data 2 counts up across a range.
+TEST_F(ScanDome, AuxSweep) {
+    for (const bool two : {false, true}) {
+        const auto want = [two](int v, bool on) -> std::vector<Bytes> {
+            if (v == 595) return {sd(0x19, 0x80, 0x80)};
+            if (v == 602 && !two) return {sd(on ? 0x28 : 0x29, 0x80, 0x80)};
+            if (v >= 701 && v <= 704)
+                return {sd(on ? 0x2C : 0x2D, 0x80, static_cast<uint8_t>(0x81 + v - 701))};
+            if (v >= 711 && v <= 718 && !two) return {sd(0x13, 0x80, static_cast<uint8_t>(0x81 + v - 711))};
+            if (v >= 721 && v <= 728) return {sd(0x17, 0x80, static_cast<uint8_t>(0x81 + v - 721))};
+            if (v == 730) return {two ? sd(0x10, 0x48, 0x80) : sd(0x19, 0x80, 0x80)};
+            if (v == 731) return {sd(0x1F, 0x80, 0x80)};
+            return {};
+        };
+        for (int v = 0; v <= 1100; ++v)
+            for (const bool on : {true, false})
+                ASSERT_EQ(run(two, aux(static_cast<uint16_t>(v), on)), want(v, on))
+                    << two << " " << v << " " << on;
+    }
 }
 
 // The main loop does not pass the HTX keyboard's messages on: only eptz_handler reaches the drivers with

@@ -38,9 +38,30 @@ TEST_F(Serial, BlockWritesWaitForTheLine) {
         write_serial_block(*d, c.port, data, c.len, c.minimum);
         EXPECT_EQ(sleeps(), c.sleeps);
         std::vector<unsigned long> dio;
-        for (const SimCall* io : board.find("ioctl", "/dev/dio")) dio.push_back(io->req);
+        for (const SimCall* io : board.find("ioctl", "/dev/dio")) dio.push_back(io->req + io->arg);
         EXPECT_EQ(
             dio, c.enable ? (std::vector<unsigned long>{c.enable, c.disable}) : std::vector<unsigned long>{});
+    }
+}
+
+// The channel's line settings as the port gets them: data bits 0/1 are 8/7, parity 0/1/2 none/even/odd,
+// stop bits 0 one, 1 and 2 two.
+TEST_F(Serial, LineSettingsFromTheChannel) {
+    // clang-format off
+    struct Case { int data, parity, stop; uint8_t bits; Parity want; uint8_t stops; };
+    const Case cases[] = {{0, 0, 0, 8, Parity::none, 1}, {1, 1, 1, 7, Parity::even, 2},
+                          {0, 2, 2, 8, Parity::odd, 2}, {2, 3, 3, 8, Parity::none, 1}};
+    // clang-format on
+    for (const Case& c : cases) {
+        channel(0, 2, 0x1600, 1, 3, c.data, c.parity, c.stop);
+        start();
+        board.clear_calls();
+        send(CmdBuilder(0xE013));
+        const auto set = board.find("tcsetattr", "/dev/ttyS2");
+        ASSERT_FALSE(set.empty()) << c.parity;
+        EXPECT_EQ(set.back()->line.data_bits, c.bits);
+        EXPECT_EQ(set.back()->line.parity, c.want) << c.parity;
+        EXPECT_EQ(set.back()->line.stop_bits, c.stops);
     }
 }
 
@@ -84,12 +105,24 @@ TEST_F(DaemonTest, BypassLineTimeComesFromItsOwnPort) {
     }
 }
 
+// A bypass to a port number outside the port table (the dispatcher refuses such channels, the bypass does
+// not) finds no descriptor.
+TEST_F(DaemonTest, BypassToAPortOutsideTheTable) {
+    channel(0, 20, 0x1600, 1);
+    start();
+    send(CmdBuilder(0xE0A2, 0).action(3));
+    EXPECT_TRUE(logged("PTZSVR : write_serial_block for fd -1, data 3\n"));
+}
+
 TEST_F(Serial, BypassWritesTheRawBytes) {
     Bytes dg = CmdBuilder(0xE0A2, 0).action(3);
     dg[12] = 0xAA, dg[13] = 0xBB, dg[14] = 0xCC;
     send(dg);
     EXPECT_EQ(writes(), std::vector<Bytes>{(Bytes{0xAA, 0xBB, 0xCC})});
     EXPECT_TRUE(logged("PTZSVR : bypass : ch(0), port(2), len(3)\n"));
+    board.clear_calls();
+    send(CmdBuilder(0xE0A2, 1).action(3));  // 115200 baud: the 1 ms minimum is longer than the line time
+    EXPECT_EQ(sleeps(), (std::vector<uint32_t>{10000, 1000}));
 }
 
 Bytes reply7(uint8_t type, uint8_t hi, uint8_t lo) {
@@ -110,8 +143,11 @@ TEST_F(Serial, RecvCommandFindsCheckedFrames) {
         {"clean reply after 20 ms", {{20000, good}}, 7, 20000, 23000},
         {"reply behind noise and a false start", {{5000, noisy}}, 7, 5000, 8000},
         {"split over two reads", {{1000, Bytes(good.begin(), good.begin() + 3)}, {9000, Bytes(good.begin() + 3, good.end())}}, 7, 9000, 12000},
+        {"a reply at the limit still counts", {{300000, good}}, 7, 300000, 301000},
         {"bad checksum waits out the limit", {{1000, bad}}, 0, 300000, 302000},
         {"silent line waits out the limit", {}, 0, 300000, 302000},
+        // the start and type of a frame whose bytes so far would check: the rest is not read from the past
+        {"a frame cut short", {{1000, {0x55, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55, 0xFF, 0xA7, 0x00, 0x59}}}, 0, 300000, 302000},
         {"garbage then quiet breaks by length", {{1000, Bytes(15, 0x55)}}, 0, 1000, 4000},
         {"a line that keeps sending runs to the limit", stream(400000, Bytes(7, 0x55)), 0, 300000, 302000},
     };

@@ -27,25 +27,31 @@ TEST_F(Srx100b, Frames) {
         {CmdBuilder(0xE013), {srx(0x0400)}, nullptr, {1000, 10000, 22916, 10000}},
         // no presets
         {CmdBuilder(0xE014).arg16(2), {}}, {CmdBuilder(0xE020).action(2), {}},
-        // aux: command, data, FF, FF
         {aux(1, true), {srx(0x4F, 5, 0xFF, 0xFF)}, "SRX-100B : aux(1h:101h)"},
-        {aux(1, false), {srx(0x4F, 4, 0xFF, 0xFF)}, "--> aux 004fh, 4h\n"},
-        {aux(2, true), {srx(0x4F, 7, 0xFF, 0xFF)}}, {aux(2, false), {srx(0x4F, 6, 0xFF, 0xFF)}},
-        {aux(3, true), {srx(0x4F, 3, 0xFF, 0xFF)}}, {aux(3, false), {srx(0x4F, 2, 0xFF, 0xFF)}},
-        {aux(4, true), {srx(0x4F, 1, 0xFF, 0xFF)}}, {aux(4, false), {srx(0x4F, 0, 0xFF, 0xFF)}},
-        {aux(100, true), {srx(0xF5, 0xFF, 0xFF, 0xFF)}}, {aux(101, true), {srx(0xF3, 0xFF, 0xFF, 0xFF)}},
-        {aux(102, true), {srx(0xF7, 0xFF, 0xFF, 0xFF)}}, {aux(103, true), {srx(0xF9, 0xFF, 0xFF, 0xFF)}},
-        {aux(103, false), {srx(0, 0xFF, 0xFF, 0xFF)}},
-        {aux(150, true), {srx(0x1B, 0, 0xFF, 0xFF)}}, {aux(150, false), {srx(0x1F, 0, 0xFF, 0xFF)}},
-        {aux(151, true), {srx(0x1F, 0xFF, 0xFF, 0xFF)}}, {aux(151, false), {srx(0, 0xFF, 0xFF, 0xFF)}},
-        {aux(200, true), {srx(0xFB, 0, 0xFF, 0xFF)}}, {aux(202, true), {srx(0xFB, 2, 0xFF, 0xFF)}},
-        {aux(201, false), {srx(0, 0xFF, 0xFF, 0xFF)}},
-        // an unknown code still sends command 0
         {aux(5, true), {srx(0, 0xFF, 0xFF, 0xFF)}, "--> aux 0000h, ffh\n"},
-        {aux(203, true), {srx(0, 0xFF, 0xFF, 0xFF)}},
     };
     // clang-format on
     check(0, rows);
+}
+
+// Aux: the command word and the first data byte by the camera's table, then FF, FF.
+TEST_F(Srx100b, AuxSweep) {
+    const auto want = [](int v, bool on) -> std::pair<uint8_t, uint8_t> {
+        if (v >= 1 && v <= 4) return {0x4F, static_cast<uint8_t>("\x05\x07\x03\x01"[v - 1] - !on)};
+        if (v == 150) return {on ? 0x1B : 0x1F, 0};
+        if (!on) return {0, 0xFF};
+        if (v >= 100 && v <= 103) return {"\xF5\xF3\xF7\xF9"[v - 100], 0xFF};
+        if (v == 151) return {0x1F, 0xFF};
+        if (v >= 200 && v <= 202) return {0xFB, static_cast<uint8_t>(v - 200)};
+        return {0, 0xFF};
+    };
+    for (int v = 0; v <= 300; ++v) {
+        for (bool on : {true, false}) {
+            const auto [c, data] = want(v, on);
+            ASSERT_EQ(run(0, aux(static_cast<uint16_t>(v), on)), std::vector<Bytes>{srx(c, data, 0xFF, 0xFF)})
+                << v << " " << on;
+        }
+    }
 }
 
 }  // namespace

@@ -3,27 +3,27 @@
 namespace ptz::test {
 namespace {
 
-// Address 0x23: headers 82 13 (basic), 82 43 (preset), 82 53 (move).
-const Bytes kBasic{0x82, 0x13}, kPreset{0x82, 0x43}, kMove{0x82, 0x53}, kStop{0, 0, 0, 0};
+// Address 0x24 (an even one, so that the frame type stands alone in its bits): headers 82 14 (basic),
+// 82 44 (preset), 82 54 (move).
+const Bytes kBasic{0x82, 0x14}, kPreset{0x82, 0x44}, kMove{0x82, 0x54}, kStop{0, 0, 0, 0};
 
 Bytes move(uint8_t dir, uint8_t pan_hi, uint8_t pan_lo, uint8_t tilt_hi, uint8_t tilt_lo) {
     return {dir, 0, 0, 0, pan_hi, pan_lo, tilt_hi, tilt_lo};
 }
 Bytes basic(uint8_t cmd, uint8_t aux = 0) { return {0, cmd, aux, 0}; }
 Bytes preset(uint8_t op, uint8_t n) { return {0, 0, 0, 0, op, n, 0x70, 0x70}; }
-Bytes aux(uint16_t code, bool on = true) { return CmdBuilder(0xE090).arg16(code).action(on ? 0x0101 : 0); }
 
 using Vicon = DaemonTest;
 
 TEST_F(Vicon, Frames) {
-    channel(0, 2, 0x2202, 0x23);
+    channel(0, 2, 0x2202, 0x24);
     start();
     // clang-format off
     struct Row { Bytes cmd; std::vector<Bytes> frames; const char* log = nullptr; };
     const Row cases[] = {
         // each axis on its own: left-up, byte for byte; 61 and 67 move; 62 and 66 do not, but keep their
         // speeds; right-down; a stop after a move
-        {mv(0x20, 0x60), {{0x82, 0x53}, {0x50, 0, 0, 0, 0x04, 0x00, 0x04, 0x00}}},
+        {mv(0x20, 0x60), {{0x82, 0x54}, {0x50, 0, 0, 0, 0x04, 0x00, 0x04, 0x00}}},
         {mv(61, 67), {kMove, move(0x50, 0, 0x30, 0, 0x30)}}, {mv(62, 66), {kMove, move(0, 0, 0x20, 0, 0x20)}},
         {mv(67, 0), {kMove, move(0x28, 0, 0x30, 0x08, 0)}},
         {mv(0x20, 0x40, 0, 1), {kMove, move(0x40, 0x04, 0, 0, 0), kBasic, kStop}},
@@ -63,7 +63,7 @@ TEST_F(Vicon, Frames) {
 // move frame read straight from the protocol: direction thresholds 62/66, speed
 // |v - 0x40| * 16 as bits 7..10 then bits 0..6.
 TEST_F(Vicon, MoveSweep) {
-    channel(0, 2, 0x2202, 0x23);
+    channel(0, 2, 0x2202, 0x24);
     start();
     const auto groups = [](int v) {
         const int s = (v < 0x40 ? 0x40 - v : v - 0x40) * 16;

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace ptz::zoombox {
 namespace {
@@ -89,6 +91,8 @@ TEST(ZoomBox, WorkedExamples) {
     struct Case { const char* name; double got, want; };
     const Case cases[] = {
         {"Probe full tele stays", zoom_box_ratio(kProbe, 5460, 192, 108), 5460},
+        // Two steps from row 10 land on step 20, whose far row counts as zoom 0.
+        {"Probe past its last row falls towards 0", zoom_box_ratio(kProbe, 2800, 960, 540), 5460 * (1 - 2 * (1 - 203.0 / 273))},
         {"pan wraps past 36000", getNewPtValue_Z10B(35990, 0, 0, 960 + 960.0 * 20 / 2766, 540).pan, 10},
         {"Z20B reads 35500 as -500, clamps -2276 to -800", getNewPtValue_Z20B(0, 35500, 0, 960, 0).tilt, 35200},
         {"IR Z30B keeps a negative result", getNewPtValue_IR_Z30B(0, 35500, 16384, 960, 140).tilt, 36000 - 500 + 117 * 0.59 * -400 / 540},
@@ -97,6 +101,23 @@ TEST(ZoomBox, WorkedExamples) {
     };
     // clang-format on
     for (const Case& c : cases) EXPECT_NEAR(c.got, c.want, 1e-9) << c.name;
+}
+
+// The lens tables as the lens makers publish them, by their column sums: one value changed shows, and the
+// reference cases above do not reach every row.
+TEST(ZoomBox, LensTables) {
+    const auto sums = [](LensTable t) {
+        double zoom = 0, fov = 0;
+        for (const LensRow& r : t) zoom += r.zoom, fov += r.fov;
+        return std::pair{zoom, fov};
+    };
+    EXPECT_EQ(sums(kProbe), std::pair(57316.0, 10540.0));
+    EXPECT_EQ(sums(kZ20B), std::pair(247541.0, 10988.0));
+    EXPECT_EQ(sums(kZ30B), std::pair(377674.0, 12599.0));
+    EXPECT_EQ(sums(kZ10B), std::pair(119567.0, 10444.0));
+    double tilt = 0, angle = 0, value = 0;
+    for (const TiltRow& r : kTiltCompExt) tilt += r.tilt, angle += r.angle, value += r.value;
+    EXPECT_EQ(std::vector({tilt, angle, value}), std::vector({135000.0, 13474.0, 2614.0}));
 }
 
 }  // namespace
