@@ -109,23 +109,6 @@ TEST_F(Hunt, FramesSpeedLimitStopAndPresets) {
     EXPECT_TRUE(logged("HUNT speed is 0, 0 ==> 9h\n"));
 }
 
-TEST_F(Hunt, DirectionSweep) {
-    const auto direction = [](int x, int y) -> int {
-        if (x >= 66) return y >= 66 ? 7 : y < 63 ? 8 : 4;
-        if (x > 62 && x < 66) return (y > 62 && y < 66) ? 0 : y > 65 ? 1 : 2;
-        return y >= 66 ? 5 : y < 63 ? 6 : 3;
-    };
-    for (int x = 0; x < 128; x += 3) {
-        for (int y = 0; y < 128; y += 3) {
-            board.clear_calls();
-            handle(0, mv(static_cast<uint8_t>(x), static_cast<uint8_t>(y)));
-            const int expected = direction(x, y);
-            ASSERT_EQ(writes().size(), expected ? 1u : 0u) << x << "," << y;
-            EXPECT_TRUE(!expected || writes()[0][1] == expected) << x << "," << y;
-        }
-    }
-}
-
 class Inos : public DaemonTest {
 protected:
     void SetUp() override {

@@ -230,6 +230,8 @@ TEST_F(ToolsTest, MonitorOnADeviceNeverWrites) {
 class EndToEndTest : public ToolsTest {
 protected:
     void start(const std::string& fault = "") {
+        if (client_ >= 0) close(client_);
+        client_ = listen_at(dir_ / "tmp/ptzreport.sock");  // where a client takes the reports
         std::vector<std::string> cam = {PTZCAM_PATH, "camera", "--protocol", "pelco-d",
                                         "--address", "1",      "--link",     (dir_ / "dev/ttyS2").string()};
         if (!fault.empty()) cam.insert(cam.end(), {"--fault", fault});
@@ -237,44 +239,36 @@ protected:
         ASSERT_TRUE(eventually([&] { return fs::is_symlink(dir_ / "dev/ttyS2"); }));
         start_host();
     }
+    void TearDown() override {
+        if (client_ >= 0) close(client_);
+        ToolsTest::TearDown();
+    }
     void command(std::vector<std::string> args) {
         args.insert(args.begin(), {"--board", dir_.string()});
         EXPECT_EQ(ctl(args).status, 0) << args[2];
     }
-    // The position reports in the trace: requester, channel, status, pan, tilt, zoom.
-    std::vector<std::vector<int64_t>> reports() const {
-        std::vector<std::vector<int64_t>> out;
-        std::istringstream text(slurp(dir_ / "trace.jsonl"));
-        for (std::string line; std::getline(text, line);) {
-            const size_t d = line.find(R"("data":")");
-            if (line.find(R"("dev":"/dev/con2rec")") == std::string::npos ||
-                line.find(R"("req":"0x6")") == std::string::npos || d == std::string::npos ||
-                line.size() < d + 72)
-                continue;
-            std::vector<int64_t> words;
-            for (size_t w = 2; w < 8; ++w) {
-                uint32_t v = 0;
-                for (size_t k = 4; k-- > 0;)
-                    v = v << 8 | std::stoul(line.substr(d + 8 + 8 * w + 2 * k, 2), nullptr, 16);
-                words.push_back(w == 2 ? int64_t(int32_t(v)) : int64_t(v));
-            }
-            out.push_back(words);
-        }
-        return out;
-    }
+    // The position report a query brings: 0x4014 with 24 bytes of body, then the
+    // requester, channel, status, pan, tilt and zoom.
     std::vector<int64_t> query(int requester) {
-        const size_t before = reports().size();
         command({"getpos", "0", "--requester", std::to_string(requester)});
-        EXPECT_TRUE(eventually([&] { return reports().size() > before; })) << slurp(dir_ / "camera.txt");
-        const auto all = reports();
-        return all.empty() ? std::vector<int64_t>{} : all.back();
+        Bytes r;
+        EXPECT_TRUE(eventually([&] { return !(r.empty() ? r = received(client_) : r).empty(); }))
+            << slurp(dir_ / "camera.txt");
+        if (r.size() != 32) return {};
+        EXPECT_EQ(hex(Bytes(r.begin(), r.begin() + 8)), "14 40 00 00 18 00 00 00");
+        std::vector<int64_t> words;
+        for (size_t at = 8; at < 32; at += 4) {
+            const uint32_t v = r[at] | r[at + 1] << 8 | r[at + 2] << 16 | uint32_t(r[at + 3]) << 24;
+            words.push_back(at == 8 ? int64_t(int32_t(v)) : int64_t(v));
+        }
+        return words;
     }
+    int client_ = -1;
 };
 
 // The head turns at the commanded speeds; after a stop the daemon reads back
 // exactly where it stands, then a set position and a recalled preset.
 TEST_F(EndToEndTest, DaemonReadsBackWhereTheSimulatedHeadWent) {
-    const int client = listen_at(dir_ / "tmp/ptzreport.sock");  // where a client takes the reports
     start();
     command({"move", "0", "30", "10"});  // right 30 and up 10 degrees a second
     usleep(800000);
@@ -294,17 +288,6 @@ TEST_F(EndToEndTest, DaemonReadsBackWhereTheSimulatedHeadWent) {
     EXPECT_NEAR(pan, 3 * tilt, 30);  // the two axes ran for the same time
     EXPECT_GT(pan, 2000);            // at least 0.67 s at 30 degrees a second
     EXPECT_EQ(query(1000), (std::vector<int64_t>{1000, 0, 1, pan, tilt, 0}));
-    // The same report, sent before the trace records it: 0x4014, 24 bytes of body, then the words.
-    const Bytes r = received(client);
-    ASSERT_EQ(r.size(), 32u);
-    EXPECT_EQ(hex(Bytes(r.begin(), r.begin() + 8)), "14 40 00 00 18 00 00 00");
-    std::vector<int64_t> words;
-    for (size_t at = 8; at < 32; at += 4) {
-        const uint32_t v = r[at] | r[at + 1] << 8 | r[at + 2] << 16 | uint32_t(r[at + 3]) << 24;
-        words.push_back(at == 8 ? int64_t(int32_t(v)) : int64_t(v));
-    }
-    EXPECT_EQ(words, (std::vector<int64_t>{1000, 0, 1, pan, tilt, 0}));
-    close(client);
 
     command({"setpos", "0", "9000", "1500", "4000"});
     command({"store", "0", "5"});
