@@ -15,17 +15,16 @@ using Orx1000 = DaemonTest;
 TEST_F(Orx1000, Frames) {
     channel(0, 2, 0x1500, 123);
     start();
+    // The moves and lens keys are read back by the cross-check; the aux keys, the dropped preset and the
+    // stop sent twice are the head's own.
+    // clang-format off
     const std::pair<Bytes, std::vector<Bytes>> rows[] = {
-        {mv(0x20, 0x20), {orx(0, 0x46)}}, {mv(0x40, 0x3F), {orx(0, 0x40)}},
-        {mv(0x40, 0x3E), {orx(0, 0x42)}}, {mv(0x60, 0x41), {orx(0, 0x49)}},
-        {mv(0x40, 0, 1), {orx(0xA0, 0)}}, {mv(0x41, 0, 1), {orx(0xA3, 0)}},
-        {mv(0x40, 0, 2), {orx(0xAC, 0)}}, {mv(0x41, 0, 2), {orx(0xAF, 0)}},
-        {mv(0x60, 0x60, 3), {orx(0, 0)}}, {aux(1, true), {orx(0x6B, 0)}},
-        {aux(2, false), {orx(0x6C, 0)}},  {aux(11, true), {orx(0x63, 0)}},
-        {aux(12, false), {orx(0x64, 0)}}, {aux(13, true), {orx(0x5F, 0)}},
-        {aux(5, true), {orx(0, 0)}},      {CmdBuilder(0xE014).arg16(3), {}},
-        {aux(13, false), {orx(0, 0x44)}}, {CmdBuilder(0xE013), {orx(0, 0x40), orx(0, 0x40)}},
+        {mv(0x20, 0x20), {orx(0, 0x46)}},  {mv(0x60, 0x60, 3), {orx(0, 0)}},  {aux(1, true), {orx(0x6B, 0)}},
+        {aux(2, false), {orx(0x6C, 0)}},   {aux(11, true), {orx(0x63, 0)}},   {aux(12, false), {orx(0x64, 0)}},
+        {aux(13, true), {orx(0x5F, 0)}},   {aux(5, true), {orx(0, 0)}},       {CmdBuilder(0xE014).arg16(3), {}},
+        {aux(13, false), {orx(0, 0x44)}},  {CmdBuilder(0xE013), {orx(0, 0x40), orx(0, 0x40)}},
     };
+    // clang-format on
     for (const auto& [cmd, frames] : rows) {
         board.clear_calls();
         handle(0, cmd);
@@ -106,23 +105,6 @@ TEST_F(Hunt, FramesSpeedLimitStopAndPresets) {
     EXPECT_EQ(sleeps(), (std::vector<uint32_t>{500, 10000, 14582}));  // 0.5 ms enable, 7 bytes of line time
     handle(0, CmdBuilder(0xE014).arg16(9));
     EXPECT_TRUE(logged("HUNT speed is 0, 0 ==> 9h\n"));
-}
-
-TEST_F(Hunt, DirectionSweep) {
-    const auto direction = [](int x, int y) -> int {
-        if (x >= 66) return y >= 66 ? 7 : y < 63 ? 8 : 4;
-        if (x > 62 && x < 66) return (y > 62 && y < 66) ? 0 : y > 65 ? 1 : 2;
-        return y >= 66 ? 5 : y < 63 ? 6 : 3;
-    };
-    for (int x = 0; x < 128; x += 3) {
-        for (int y = 0; y < 128; y += 3) {
-            board.clear_calls();
-            handle(0, mv(static_cast<uint8_t>(x), static_cast<uint8_t>(y)));
-            const int expected = direction(x, y);
-            ASSERT_EQ(writes().size(), expected ? 1u : 0u) << x << "," << y;
-            EXPECT_TRUE(!expected || writes()[0][1] == expected) << x << "," << y;
-        }
-    }
 }
 
 class Inos : public DaemonTest {

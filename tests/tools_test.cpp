@@ -1,103 +1,21 @@
 // The engineer's tools as real processes: ptzctl against a listening socket,
 // ptzcam's monitor over a recorded line, and ptzsvr-host, ptzcam and ptzctl
 // together reading back where a simulated head went.
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/socket.h>
-#include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <cstdint>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
+#include "process_fixture.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using Bytes = std::vector<uint8_t>;
+using namespace ptz::proc;
 
-std::string slurp(const fs::path& p) {
-    std::ifstream in(p, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-std::string hex(const Bytes& b) {
-    std::string s;
-    char t[4];
-    for (size_t i = 0; i < b.size(); ++i) {
-        std::snprintf(t, sizeof t, i ? " %02x" : "%02x", b[i]);
-        s += t;
-    }
-    return s;
-}
-
-// Starts a program with standard output and error going to `out`.
-pid_t spawn(const std::vector<std::string>& args, const fs::path& out) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-        const int fd = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        dup2(fd, 1), dup2(fd, 2);
-        std::vector<char*> argv;
-        for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
-        execv(argv[0], argv.data());
-        _exit(127);
-    }
-    return pid;
-}
-
-// clang-format off
-struct Result { int status; std::string out; };
-// clang-format on
-
-Result run(const std::vector<std::string>& args, const fs::path& out) {
-    const pid_t pid = spawn(args, out);
-    int st = 0;
-    waitpid(pid, &st, 0);
-    return {WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st), slurp(out)};
-}
-
-class ToolsTest : public ::testing::Test {
+class ToolsTest : public BoardTest {
 protected:
-    void SetUp() override {
-        char tmpl[] = "/tmp/ptztools.XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir_ = tmpl;
-    }
-    void TearDown() override {
-        for (pid_t p : children_) kill(p, SIGTERM), waitpid(p, nullptr, 0);
-        std::error_code ignored;
-        fs::remove_all(dir_, ignored);
-    }
-
-    // A datagram socket at `path`, as the daemon binds it.
-    int listen_at(const fs::path& path) {
-        fs::create_directories(path.parent_path());
-        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-        sockaddr_un addr{AF_UNIX, {}};
-        path.string().copy(addr.sun_path, sizeof addr.sun_path - 1);
-        EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
-        int size = 1 << 20;
-        setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
-        return fd;
-    }
-
     Result ctl(std::vector<std::string> args) {
         args.insert(args.begin(), PTZCTL_PATH);
         return run(args, dir_ / "ctl.txt");
     }
-
-    fs::path dir_;
-    std::vector<pid_t> children_;
 };
 
 Bytes received(int fd) {
@@ -233,12 +151,6 @@ TEST_F(ToolsTest, PtzctlRefusesBadArgumentsWithoutSending) {
 
 #ifdef PTZCAM_PATH
 
-// Whether `done` holds within about 5 s.
-bool eventually(const auto& done) {
-    for (int i = 0; i < 500 && !done(); ++i) usleep(10000);
-    return done();
-}
-
 // Pelco-D: FF, address, command word, data 1, data 2, sum of bytes 1..5.
 Bytes pelco_d(uint8_t addr, uint16_t word, uint8_t d1, uint8_t d2) {
     Bytes b{0xFF, addr, uint8_t(word >> 8), uint8_t(word), d1, d2};
@@ -318,67 +230,45 @@ TEST_F(ToolsTest, MonitorOnADeviceNeverWrites) {
 class EndToEndTest : public ToolsTest {
 protected:
     void start(const std::string& fault = "") {
-        for (const char* var : {"video_ch_cnt", "coc_type", "rs485_type", "model"})
-            put(std::string("proc/orv_sys_vars/") + var, var[0] == 'v' ? "4" : "0");
-        std::string img(64 * 4016, '\0');
-        img.replace(0, 4, "\x78\x56\x34\x12");                          // the validity word
-        img[2990] = 2, img[2992] = 3, img[2996] = 1, img[2999] = 0x16;  // port 2, 9600, address 1, 0x1600
-        put("dev/con2rec", img);
-        put("dev/dio", "");
-        put("dev/misc/vdrv0", "");
+        if (client_ >= 0) close(client_);
+        client_ = listen_at(dir_ / "tmp/ptzreport.sock");  // where a client takes the reports
         std::vector<std::string> cam = {PTZCAM_PATH, "camera", "--protocol", "pelco-d",
                                         "--address", "1",      "--link",     (dir_ / "dev/ttyS2").string()};
         if (!fault.empty()) cam.insert(cam.end(), {"--fault", fault});
         children_.push_back(spawn(cam, dir_ / "camera.txt"));
         ASSERT_TRUE(eventually([&] { return fs::is_symlink(dir_ / "dev/ttyS2"); }));
-        children_.push_back(
-            spawn({PTZSVR_HOST_PATH, "--board", dir_.string(), "--trace", (dir_ / "trace.jsonl").string()},
-                  dir_ / "daemon.txt"));
-        ASSERT_TRUE(eventually([&] { return fs::exists(dir_ / "tmp/ptzsvr.sock"); }))
-            << slurp(dir_ / "daemon.txt");
+        start_host();
     }
-    void put(const std::string& rel, const std::string& content) {
-        fs::create_directories((dir_ / rel).parent_path());
-        std::ofstream(dir_ / rel, std::ios::binary) << content;
+    void TearDown() override {
+        if (client_ >= 0) close(client_);
+        ToolsTest::TearDown();
     }
     void command(std::vector<std::string> args) {
         args.insert(args.begin(), {"--board", dir_.string()});
         EXPECT_EQ(ctl(args).status, 0) << args[2];
     }
-    // The position reports in the trace: requester, channel, status, pan, tilt, zoom.
-    std::vector<std::vector<int64_t>> reports() const {
-        std::vector<std::vector<int64_t>> out;
-        std::istringstream text(slurp(dir_ / "trace.jsonl"));
-        for (std::string line; std::getline(text, line);) {
-            const size_t d = line.find(R"("data":")");
-            if (line.find(R"("dev":"/dev/con2rec")") == std::string::npos ||
-                line.find(R"("req":"0x6")") == std::string::npos || d == std::string::npos ||
-                line.size() < d + 72)
-                continue;
-            std::vector<int64_t> words;
-            for (size_t w = 2; w < 8; ++w) {
-                uint32_t v = 0;
-                for (size_t k = 4; k-- > 0;)
-                    v = v << 8 | std::stoul(line.substr(d + 8 + 8 * w + 2 * k, 2), nullptr, 16);
-                words.push_back(w == 2 ? int64_t(int32_t(v)) : int64_t(v));
-            }
-            out.push_back(words);
-        }
-        return out;
-    }
+    // The position report a query brings: 0x4014 with 24 bytes of body, then the
+    // requester, channel, status, pan, tilt and zoom.
     std::vector<int64_t> query(int requester) {
-        const size_t before = reports().size();
         command({"getpos", "0", "--requester", std::to_string(requester)});
-        EXPECT_TRUE(eventually([&] { return reports().size() > before; })) << slurp(dir_ / "camera.txt");
-        const auto all = reports();
-        return all.empty() ? std::vector<int64_t>{} : all.back();
+        Bytes r;
+        EXPECT_TRUE(eventually([&] { return !(r.empty() ? r = received(client_) : r).empty(); }))
+            << slurp(dir_ / "camera.txt");
+        if (r.size() != 32) return {};
+        EXPECT_EQ(hex(Bytes(r.begin(), r.begin() + 8)), "14 40 00 00 18 00 00 00");
+        std::vector<int64_t> words;
+        for (size_t at = 8; at < 32; at += 4) {
+            const uint32_t v = r[at] | r[at + 1] << 8 | r[at + 2] << 16 | uint32_t(r[at + 3]) << 24;
+            words.push_back(at == 8 ? int64_t(int32_t(v)) : int64_t(v));
+        }
+        return words;
     }
+    int client_ = -1;
 };
 
 // The head turns at the commanded speeds; after a stop the daemon reads back
 // exactly where it stands, then a set position and a recalled preset.
 TEST_F(EndToEndTest, DaemonReadsBackWhereTheSimulatedHeadWent) {
-    const int client = listen_at(dir_ / "tmp/ptzreport.sock");  // where a client takes the reports
     start();
     command({"move", "0", "30", "10"});  // right 30 and up 10 degrees a second
     usleep(800000);
@@ -398,17 +288,6 @@ TEST_F(EndToEndTest, DaemonReadsBackWhereTheSimulatedHeadWent) {
     EXPECT_NEAR(pan, 3 * tilt, 30);  // the two axes ran for the same time
     EXPECT_GT(pan, 2000);            // at least 0.67 s at 30 degrees a second
     EXPECT_EQ(query(1000), (std::vector<int64_t>{1000, 0, 1, pan, tilt, 0}));
-    // The same report, sent before the trace records it: 0x4014, 24 bytes of body, then the words.
-    const Bytes r = received(client);
-    ASSERT_EQ(r.size(), 32u);
-    EXPECT_EQ(hex(Bytes(r.begin(), r.begin() + 8)), "14 40 00 00 18 00 00 00");
-    std::vector<int64_t> words;
-    for (size_t at = 8; at < 32; at += 4) {
-        const uint32_t v = r[at] | r[at + 1] << 8 | r[at + 2] << 16 | uint32_t(r[at + 3]) << 24;
-        words.push_back(at == 8 ? int64_t(int32_t(v)) : int64_t(v));
-    }
-    EXPECT_EQ(words, (std::vector<int64_t>{1000, 0, 1, pan, tilt, 0}));
-    close(client);
 
     command({"setpos", "0", "9000", "1500", "4000"});
     command({"store", "0", "5"});
@@ -430,10 +309,9 @@ TEST_F(EndToEndTest, ReplyPathUnderEachInjectedFault) {
     // clang-format on
     for (const auto& r : rows) {
         SCOPED_TRACE(r.fault);
-        for (pid_t p : children_) kill(p, SIGTERM), waitpid(p, nullptr, 0);
-        children_.clear();
+        end_children();
         fs::remove_all(dir_);
-        fs::create_directories(dir_);
+        make_board();
         start(r.fault);
         command({"setpos", "0", "9000", "1500", "4000"});
         const std::vector<int64_t> expected = r.read ? std::vector<int64_t>{1000, 0, 1, 9000, 1500, 4000}
