@@ -55,13 +55,10 @@ TEST_F(C1080B, MovesKeepTheirSpeeds) {
         {"go to zeroes and sends nothing", false, {diag, CmdBuilder(0xE014).arg16(5), mv(0x20, 0x40)}, {frame(0x0A, 26, 6), frame(0x04, 16, 0)}, {kNoWait, kNoWait}},
         {"zoom: speed frame, word with kept speeds", false, {diag, mv(127, 0, 1)}, {frame(0x0A, 26, 6), frame(0x25, 0, 3), frame(0x20, 26, 6)}, {kNoWait, kLine, kNoWait}},
         {"zoom at 64 is wide", false, {mv(64, 0, 1)}, {frame(0x25, 0, 0), frame(0x40, 0, 0)}, {kLine, kNoWait}},
-        {"focus below 65 is far", false, {mv(20, 0, 2)}, {frame(0x27, 0, 2), frame(0x80, 0, 0)}, {kLine, kNoWait}},
-        {"focus above is near", false, {mv(100, 0, 2)}, {frame(0x27, 0, 2), frame(0x100, 0, 0)}, {kLine, kNoWait}},
         {"tosk focus below 65 is near", true, {mv(20, 0, 2)}, {frame(0x27, 0, 2), frame(0x100, 0, 0)}, {kLine, kNoWait}},
         {"iris zeroes the speeds", false, {diag, mv(10, 0, 3), mv(65, 0, 3)}, {frame(0x0A, 26, 6), frame(0x400, 0, 0), frame(0x200, 0, 0)}, {kNoWait, kNoWait, kNoWait}},
         {"unknown action: word 0", false, {diag, mv(10, 0, 4)}, {frame(0x0A, 26, 6), frame(0, 26, 6)}, {kNoWait, kNoWait}},
         {"stop after action", false, {mv(90, 70, 0, 1), mv(0x20, 0x40)}, {frame(0x0A, 26, 6), frame(0, 0, 0), frame(0x04, 16, 0)}, {kNoWait, kNoWait, kNoWait}},
-        {"store, clear preset", false, {CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)}, {frame(0x03, 0, 5), frame(0x05, 0, 7)}, {kLine, kLine}},
     };
     // clang-format on
     for (const Case& c : cases) {

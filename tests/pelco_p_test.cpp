@@ -32,13 +32,8 @@ TEST_F(PelcoP, Commands) {
         // zoom tele at the raw speed, wide; focus near above the centre; no iris
         {mv(0xC0, 0, 1), {f(0x20, 0x80)}}, {mv(0x10, 0, 1), {f(0x40, 0x30)}},
         {mv(0x50, 0, 2), {f(0x200, 0x10)}}, {mv(0xFF, 0, 3), {stop}},
-        // stop after action; stop; presets: go to (offset 12), store, clear (action)
-        {mv(0x20, 0x40, 0, 1), {f(0x04, 0x20, 0), stop}}, {CmdBuilder(0xE013), {stop}},
-        {CmdBuilder(0xE014).arg16(300), {f(0x07, 0, 44)}}, {CmdBuilder(0xE020).action(0x105), {f(3, 0, 5)}},
-        {CmdBuilder(0xE022).action(7), {f(0x05, 0, 7)}},
-        // aux outputs 3 and 9, not 8; menu enter and escape on the iris keys, no stop; menu
-        {aux(3, true), {f(0x09, 0, 3)}}, {aux(9, false), {f(0x0B, 0, 9)}}, {aux(8, true), {}},
-        {aux(730, false), {f(0x400)}}, {aux(731, true), {f(0x800)}}, {aux(595, false), {f(0x03, 0, 95)}}};
+        // stop after action; stop (presets and the aux table are the cross-check's)
+        {mv(0x20, 0x40, 0, 1), {f(0x04, 0x20, 0), stop}}, {CmdBuilder(0xE013), {stop}}};
     // clang-format on
     for (size_t i = 0; i < std::size(cases); ++i) {
         SCOPED_TRACE(i);
