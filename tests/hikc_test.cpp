@@ -62,12 +62,5 @@ TEST_F(Hikc, KeepsTheLastMoveCodeAndWaitsBeforeItsStop) {
     EXPECT_TRUE(logged("PTZSVR : HIK-C 09h, 0, 0\n"));
 }
 
-TEST_F(Hikc, RavelEditionEntersTheMenuThroughPreset95) {
-    board.set_sysvar("/proc/orv_con_vars/support_ravel_oem", "1");
-    start();
-    handle(3, CmdBuilder(0xE090, 3).arg16(730));
-    EXPECT_EQ(coax_frames(), std::vector<Bytes>{hik(0x17, 0x5F)});
-}
-
 }  // namespace
 }  // namespace ptz::test
