@@ -134,7 +134,8 @@ TEST(PtzcamProto, Failures) {
     }
 }
 
-// The cameras' answers, byte for byte, built with the checksum rules of the recorder's reply readers.
+// The cameras' answers, byte for byte, built with the checksum rules of the recorder's reply readers: the
+// ones the cross-check does not read back through a driver (a tilt below the horizon, the acknowledgements).
 TEST(PtzcamProto, Answers) {
     // pan, tilt (reported as 36000 - 1500 = 0x86C4), zoom, sensor, switches, temperature, humidity, dust 1
     // and 2, version bytes and the version result
@@ -143,19 +144,11 @@ TEST(PtzcamProto, Answers) {
     struct Row { const char* proto; Bytes request; int address; Bytes answer; };
     const Row cases[] = {
         {"pelco-d", pd(1, 0, 0x53, 0, 0), 1, pd(1, 0, 0x5B, 0x86, 0xC4)},
-        {"pelco-d", pd(1, 0, 0x55, 0, 0), 1, pd(1, 0, 0x5D, 0x0F, 0xA0)},
         {"pelco-d", pd(2, 0, 0x51, 0, 0), 1, {}},         // another camera's query
         {"pelco-d", pd(1, 0, 0x04, 0x20, 0), 1, {}},      // moves are not answered
         {"c1080pt-wonwoo", ext(7, 0x93), 7, ext(7, 0x9B, {0x23, 0x28, 0x86, 0xC4, 0x0F, 0xA0})},
-        {"inos-v900", ext(1, 0xA3), 1, ext(1, 0xAB, {0, 0, 0x00, 0xFA, 0, 0})},
-        {"inos-v900", ext(1, 0xB3), 1, ext(1, 0xBB, {0, 0, 0, 55, 0, 0})},
-        {"inos-v900", ext(1, 0xE0), 1, ext(1, 0xE1, {0, 0, 0, 7, 0, 0})},
-        {"inos-v900", ext(1, 0xE2), 1, ext(1, 0xE3, {0, 0, 0, 9, 0, 0})},
-        {"inos-v900", ext(1, 0x83), 1, ext(1, 0x8B, {1, 2, 3, 0, 0, 0x42})},
         {"inos-v900", pd(1, 0, 0x03, 0, 5), 1, {}},
-        {"inos", pd(1, 0, 0, 0, 0), 1, {0xFF, 1, 64, 65}},  // 90 degrees of a 256-step turn
         {"smartfarm", pd(1, 0, 0, 0, 0), 1, pd(1, 0, 0, 0, 0)},
-        {"ez", ezf({0x40}), 1, {0xC5, 0x70, 0x79, 0, 0, 0x0F, 0xA0, 0}},
         {"ez", ezf({0x00, 0x10, 0x00}), 1, {0x5E, 0x10, 0x01, 0, 0, 0, 0, 0x6F ^ 0xA5}},
         {"ez", sum_all({0x5E, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1}), 1, {0x5E, 0x10, 0x01, 0x6F}},
         {"f2e", f2ef({0x80, 0, 0}), 1, {0xCC, 0x50, 0x01, 0x1D}},
