@@ -59,6 +59,7 @@ TEST_F(C1080B, MovesKeepTheirSpeeds) {
         {"iris zeroes the speeds", false, {diag, mv(10, 0, 3), mv(65, 0, 3)}, {frame(0x0A, 26, 6), frame(0x400, 0, 0), frame(0x200, 0, 0)}, {kNoWait, kNoWait, kNoWait}},
         {"unknown action: word 0", false, {diag, mv(10, 0, 4)}, {frame(0x0A, 26, 6), frame(0, 26, 6)}, {kNoWait, kNoWait}},
         {"stop after action", false, {mv(90, 70, 0, 1), mv(0x20, 0x40)}, {frame(0x0A, 26, 6), frame(0, 0, 0), frame(0x04, 16, 0)}, {kNoWait, kNoWait, kNoWait}},
+        {"store, clear preset", false, {CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)}, {frame(0x03, 0, 5), frame(0x05, 0, 7)}, {kLine, kLine}},
     };
     // clang-format on
     for (const Case& c : cases) {
