@@ -165,7 +165,6 @@ TEST_F(C1080PT, MovesPresetsAndWaits) {
         {CmdBuilder(0xE011, 1).action(1).xy(0xFF, 0), {frame7(0x25, 0, 11), frame7(0x20, 0, 0)}, nullptr},
         {CmdBuilder(0xE011, 1).action(2).xy(0x40, 0), {frame7(0x27, 0, 0), frame7(0x100, 0, 0)}, nullptr},
         {CmdBuilder(0xE011, 1).action(3).xy(0x41, 0), {frame7(0x200, 0, 0)}, "IRIS open\n"},
-        {CmdBuilder(0xE013, 1), {frame7(0, 0, 0)}, nullptr},
         {CmdBuilder(0xE014, 1).arg16(300), {frame7(0x07, 0, 44)}, "C1080PT : goto preset 300\n"},
         {CmdBuilder(0xE020, 1).action(5), {frame7(0x03, 0, 5)}, "C1080PT : save preset 5\n"},
         {CmdBuilder(0xE022, 1).action(6), {frame7(0x05, 0, 6)}, "C1080PT : clear preset 6\n"},

@@ -45,11 +45,10 @@ TEST_F(Panasonic, Commands) {
         {mv(0, 0, 1), {"9024100"}}, {mv(0, 0, 2), {"9034104"}}, {mv(0xC0, 0, 2), {"9034108"}},
         // no iris; the stop after action byte is not looked at
         {mv(0xFF, 0, 3), {}}, {mv(0, 64, 0, 1), {"90288F0"}},
-        // stop: pan/tilt, then lens; go to preset 16; store preset 1; nothing for clear preset and aux
-        {CmdBuilder(0xE013), {"9028100", "9034008"}}, {CmdBuilder(0xE014).arg16(16), {"2021400:20220F0"}},
+        // stop: pan/tilt, then lens; store preset 1; nothing for clear preset and aux
+        {CmdBuilder(0xE013), {"9028100", "9034008"}},
         {CmdBuilder(0xE020).action(1), {"D810000", "00219F0:0022640"}},
-        // the last preset two hex digits hold; past it nothing but the power frame (200 would recall 44)
-        {CmdBuilder(0xE020).action(156), {"D810000", "00219F0:0022FF0"}},
+        // past the last preset two hex digits hold (156) nothing but the power frame (200 would recall 44)
         {CmdBuilder(0xE020).action(157), {}}, {CmdBuilder(0xE020).action(200), {}},
         {CmdBuilder(0xE022).action(1), {}}, {CmdBuilder(0xE090).arg16(3), {}}};
     // clang-format on
