@@ -48,10 +48,8 @@ TEST_F(Adi, Frames) {
         // stop after a pan/tilt move only
         {mv(0x50, 63, 0, 1), {drive(0x82, 0x10), plain(0x83), plain(0x86)}, "\nPT STOP"},
         {mv(0x50, 0, 1, 1), {plain(0x8A)}},
-        // zoom and focus split at 64, iris at 65
-        {mv(63, 0, 1), {plain(0x8B)}}, {mv(64, 0, 1), {plain(0x8A)}},
-        {mv(63, 0, 2), {plain(0x88)}}, {mv(64, 0, 2), {plain(0x87)}},
-        {mv(64, 0, 3), {plain(0x91)}}, {mv(65, 0, 3), {plain(0x90)}}, {mv(65, 0, 4), {}},
+        // no other action (the lens keys are the cross-check's)
+        {mv(65, 0, 4), {}},
         {CmdBuilder(0xE013), {{0x01, 0x83, 0x7C}, plain(0x86), plain(0x89), plain(0x8C), plain(0x92)}, "1 92 6d \n"},
         {CmdBuilder(0xE014).arg16(5), {preset(2, 4)}, "ADI : goto preset 5\n"},
         // storing traces the action field but sends the number at offset 12

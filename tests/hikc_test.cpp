@@ -32,9 +32,6 @@ TEST_F(Hikc, FramesAcrossTheVocabulary) {
         {"iris open", CmdBuilder(0xE011, 3).action(3).xy(90, 64), {hik(0x0F, 0, 52)}},
         {"stop after action", CmdBuilder(0xE011, 3).xy(0x20, 0x40).stop_after(1), {hik(0x09, 0, 63), hik(0x14)}},
         {"stop", CmdBuilder(0xE013, 3), {hik(0x14)}},
-        {"go to preset 300", CmdBuilder(0xE014, 3).arg16(300), {hik(0x17, 44)}},
-        {"set preset", CmdBuilder(0xE020, 3).action(5), {hik(0x15, 5)}},
-        {"clear preset", CmdBuilder(0xE022, 3).action(6), {hik(0x16, 6)}},
         {"run pattern", CmdBuilder(0xE090, 3).arg16(551), {hik(0x1A)}},
         {"menu", CmdBuilder(0xE090, 3).arg16(595), {hik(0x17, 0x5F)}},
         {"line scan", CmdBuilder(0xE090, 3).arg16(599), {hik(0x55)}},
@@ -63,13 +60,6 @@ TEST_F(Hikc, KeepsTheLastMoveCodeAndWaitsBeforeItsStop) {
     EXPECT_EQ(sleeps(), std::vector<uint32_t>{30000});
     EXPECT_TRUE(logged("\t stop after action, wait 30ms\n"));
     EXPECT_TRUE(logged("PTZSVR : HIK-C 09h, 0, 0\n"));
-}
-
-TEST_F(Hikc, RavelEditionEntersTheMenuThroughPreset95) {
-    board.set_sysvar("/proc/orv_con_vars/support_ravel_oem", "1");
-    start();
-    handle(3, CmdBuilder(0xE090, 3).arg16(730));
-    EXPECT_EQ(coax_frames(), std::vector<Bytes>{hik(0x17, 0x5F)});
 }
 
 }  // namespace

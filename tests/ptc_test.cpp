@@ -1,7 +1,7 @@
 #include <numeric>
 
 #include "protocols/drivers.h"
-#include "tests/fixture.h"
+#include "tests/rs485_rows.h"
 
 namespace ptz::test {
 namespace {
@@ -34,21 +34,10 @@ protected:
 
 // The MA data of a pan/tilt move, region by region.
 Data reference_move(bool ptc203, int x, int y) {
-    bool pan = false, down = false, up = false;
-    if (x <= 61 && y >= 67)
-        pan = up = true;
-    else if (x <= 61 && y <= 61)
-        pan = down = true;
-    else if (x >= 67 && y >= 67)
-        pan = up = true;
-    else if (y <= 61 && x >= 67)
-        pan = down = true;
-    else if ((x < y && 128 - x > y) || (x > y && 128 - x < y))
-        pan = true;
-    else if (128 - x > y && x > y)
-        down = true;
-    else if (x < y && 128 - x < y)
-        up = true;
+    const Way w = diagonal_first(x, y);
+    const bool up = w == Way::up || w == Way::left_up || w == Way::right_up;
+    const bool down = w == Way::down || w == Way::left_down || w == Way::right_down;
+    const bool pan = w != Way::none && w != Way::up && w != Way::down;
     Data d{};
     if (pan) d[0] = static_cast<uint8_t>((x + 64) * 2 % 256), d[1] = 1;
     if (down) d[2] = static_cast<uint8_t>(ptc203 ? (64 - y) * 2 % 256 : 64 - y), d[3] = 1;

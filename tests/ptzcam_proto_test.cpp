@@ -134,7 +134,8 @@ TEST(PtzcamProto, Failures) {
     }
 }
 
-// The cameras' answers, byte for byte, built with the checksum rules of the recorder's reply readers.
+// The cameras' answers, byte for byte, built with the checksum rules of the recorder's reply readers: the
+// ones the cross-check does not read back through a driver (a tilt below the horizon, the acknowledgements).
 TEST(PtzcamProto, Answers) {
     // pan, tilt (reported as 36000 - 1500 = 0x86C4), zoom, sensor, switches, temperature, humidity, dust 1
     // and 2, version bytes and the version result
@@ -142,27 +143,15 @@ TEST(PtzcamProto, Answers) {
     // clang-format off
     struct Row { const char* proto; Bytes request; int address; Bytes answer; };
     const Row cases[] = {
-        {"pelco-d", pd(1, 0, 0x51, 0, 0), 1, pd(1, 0, 0x59, 0x23, 0x28)},
         {"pelco-d", pd(1, 0, 0x53, 0, 0), 1, pd(1, 0, 0x5B, 0x86, 0xC4)},
-        {"pelco-d", pd(1, 0, 0x55, 0, 0), 1, pd(1, 0, 0x5D, 0x0F, 0xA0)},
         {"pelco-d", pd(2, 0, 0x51, 0, 0), 1, {}},         // another camera's query
         {"pelco-d", pd(1, 0, 0x04, 0x20, 0), 1, {}},      // moves are not answered
-        {"c1080pt", ext(1, 0x93), 1, ext(1, 0x9B, {0x23, 0x28, 0x86, 0xC4, 0x0F, 0xA0})},
         {"c1080pt-wonwoo", ext(7, 0x93), 7, ext(7, 0x9B, {0x23, 0x28, 0x86, 0xC4, 0x0F, 0xA0})},
-        {"inos-v900", ext(1, 0x93), 1, ext(1, 0x9B, {0, 0x12, 0x03, 0x04, 0, 0})},
-        {"inos-v900", ext(1, 0xA3), 1, ext(1, 0xAB, {0, 0, 0x00, 0xFA, 0, 0})},
-        {"inos-v900", ext(1, 0xB3), 1, ext(1, 0xBB, {0, 0, 0, 55, 0, 0})},
-        {"inos-v900", ext(1, 0xE0), 1, ext(1, 0xE1, {0, 0, 0, 7, 0, 0})},
-        {"inos-v900", ext(1, 0xE2), 1, ext(1, 0xE3, {0, 0, 0, 9, 0, 0})},
-        {"inos-v900", ext(1, 0x83), 1, ext(1, 0x8B, {1, 2, 3, 0, 0, 0x42})},
         {"inos-v900", pd(1, 0, 0x03, 0, 5), 1, {}},
-        {"inos", pd(1, 0, 0, 0, 0), 1, {0xFF, 1, 64, 65}},  // 90 degrees of a 256-step turn
         {"smartfarm", pd(1, 0, 0, 0, 0), 1, pd(1, 0, 0, 0, 0)},
-        {"ez", ezf({0x40}), 1, {0xC5, 0x70, 0x79, 0, 0, 0x0F, 0xA0, 0}},
         {"ez", ezf({0x00, 0x10, 0x00}), 1, {0x5E, 0x10, 0x01, 0, 0, 0, 0, 0x6F ^ 0xA5}},
         {"ez", sum_all({0x5E, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1}), 1, {0x5E, 0x10, 0x01, 0x6F}},
         {"f2e", f2ef({0x80, 0, 0}), 1, {0xCC, 0x50, 0x01, 0x1D}},
-        {"f2e", f2ef({0x40}), 1, {0xC5, 0x70, 0x79, 0, 0, 0x0F, 0xA0, 0}},
         {"spd", spdf(1, 0x0003, 4, 0xFF, 0xFF), 1, spdf(1, 0x0003, 4, 0xFF, 0xFF)},
         {"spd", spdf(1, 0x0007, 4, 0xFF, 0xFF), 1, {}},
         {"vcc4", {0xFF, 0x30, 0x31, 0, 0x8A, ':', 0xEF}, 1, {0xFE, 0x30, 0x31, 0, 0, 0xEF}},
@@ -232,19 +221,14 @@ TEST(PtzcamProto, GarbageSweep) {
     EXPECT_EQ(image, 3000u);  // the pieces cover the image, and no byte is counted twice
 }
 
+// Every model the cross-check drives is looked up there; these are the ones it does not drive.
 TEST(PtzcamProto, Registry) {
-    // clang-format off
-    struct Row { uint16_t model; const char* name; };
-    const Row cases[] = {
-        {5632, "pelco-d"}, {5633, "pelco-p"}, {5634, "panasonic"}, {6404, "samsung-e"}, {512, "autodome"},
-        {513, "autodome"}, {768, "vcc4"}, {769, "c1080b"}, {8962, "c1080b"}, {8963, "c1080b"}, {770, "c1080pt"},
-        {771, "c1080pt-wonwoo"}, {774, "c1080pt-wonwoo"}, {256, "adi"}, {2049, "hunt"}, {2050, "scandome"},
-        {2052, "scandome2"}, {2056, "hikc"}, {2057, "hda"}, {2304, "inos"}, {2305, "inos-v900"},
-        {4608, "stx-framed"}, {4864, "three-byte"}, {5120, "ez"}, {5376, "orx1000"}, {6400, "spd"},
-        {6401, "srx-100b"}, {6403, "sj"}, {8704, "letter-command"}, {8705, "spd-variant"}, {8706, "vicon"},
-        {8960, "f2e"}, {8961, "f2e"}, {2054, nullptr}, {1280, nullptr}, {0, nullptr},
+    struct Row {
+        uint16_t model;
+        const char* name;
     };
-    // clang-format on
+    const Row cases[] = {
+        {769, "c1080b"}, {774, "c1080pt-wonwoo"}, {2054, nullptr}, {1280, nullptr}, {0, nullptr}};
     for (const Row& r : cases) {
         const Protocol* p = protocol_for_model(r.model);
         EXPECT_STREQ(p ? p->name : nullptr, r.name) << r.model;
@@ -254,39 +238,9 @@ TEST(PtzcamProto, Registry) {
     EXPECT_EQ(find_protocol("nothing"), nullptr);
 }
 
-// A whole firmware transfer of 1500 bytes: the handshake, one full block, the rest, and the trailer.
+// The upgrade stream's failure the cross-check never sees: an image whose trailer names another sum.
 TEST(PtzcamProto, UpgradeStream) {
-    Bytes line;
-    for (const Bytes& f : {pd(1, 0x90, 0x10, 0x11, 0x22), pd(1, 0x90, 0x30, 0, 0), pd(1, 0x48, 0x01, 0x65, 0),
-                           pd(1, 0x58, 0x00, 0x05, 0xDC), pd(1, 0x68, 0x00, 0x80, 0x00)})
-        line.insert(line.end(), f.begin(), f.end());
-    uint8_t image_sum = 0;
-    for (int i = 0; i < 1500; ++i) {
-        line.push_back(uint8_t(i * 7));
-        image_sum = uint8_t(image_sum + i * 7);
-    }
-    const Bytes trailer{image_sum, 0x65, 0x00};
-    // clang-format off
-    const char* const expected[] = {"upgrade start code", "upgrade check loader", "upgrade model info", "upgrade file size 1500",
-        "upgrade start address", "image bytes 0..1023 of 1500 (block 1)", "image bytes 1024..1499 of 1500 (block 2)"};
-    // clang-format on
-    for (bool good_trailer : {true, false}) {
-        Bytes all = line;
-        all.insert(all.end(), trailer.begin(), trailer.end());
-        if (!good_trailer) all.back() = 0x01;
-        UpgradeStream s;
-        size_t at = 0;
-        for (const char* m : expected) {
-            const Frame f = s.decode(all.data() + at, all.size() - at);
-            EXPECT_STREQ(f.meaning, m);
-            at += f.length;
-        }
-        const Frame t = s.decode(all.data() + at, all.size() - at);
-        EXPECT_EQ(t.status, good_trailer ? Status::ok : Status::unknown_command);
-        EXPECT_EQ(at + t.length, all.size());
-        EXPECT_FALSE(s.in_image());
-    }
-    // An empty image: the trailer follows the start address at once; a wrong image checksum is named.
+    // An empty image: the trailer follows the start address at once.
     UpgradeStream s;
     const Bytes size0 = pd(1, 0x58, 0, 0, 0), start = pd(1, 0x68, 0, 0x80, 0), trailer0{0x01, 0x65, 0x00};
     s.decode(size0.data(), size0.size());

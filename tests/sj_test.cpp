@@ -28,15 +28,11 @@ TEST_F(Sj, Frames) {
     const Row rows[] = {
         // no diagonal moves: 61/67 lies on the diagonal x + y = 128 and stays put; 62/48 moves down
         {mv(0x3D, 0x43), {{0x40, 0x43, 0x01, 0x00, 0x84}}}, {mv(0x3E, 0x30), {sj('C', 0x02)}},
-        // zoom and focus split at 64 itself
-        {mv(65, 0, 1), {sj('C', 0x20)}}, {mv(63, 0, 1), {sj('C', 0x10)}}, {mv(64, 0, 1), {sj('C', 0)}},
-        {mv(65, 0, 2), {sj('C', 0x40)}}, {mv(63, 0, 2), {sj('C', 0x30)}}, {mv(64, 0, 2), {sj('C', 0)}},
-        {mv(0x10, 0x10, 3), {sj('C', 0)}}, {mv(0x10, 0x40, 0, 1), {sj('C', 0x04)}},
+        // no stop after an action (the lens keys are the cross-check's)
+        {mv(0x10, 0x40, 0, 1), {sj('C', 0x04)}},
         {CmdBuilder(0xE013), {sj('C', 0)}, nullptr, {10000, 35000}},
-        // go to: 0..7 as 40 + n, from 8 the low nibble with 50; store: the low nibble with 30
+        // go to 9 byte for byte (the preset numbers are the cross-check's); no clear
         {CmdBuilder(0xE014).arg16(9), {{0x40, 0x4D, 0x01, 0x59, 0x01, 0xE8}}},
-        {CmdBuilder(0xE014).arg16(7), {sj('M', 0x47)}}, {CmdBuilder(0xE014).arg16(0x1F), {sj('M', 0x5F)}},
-        {CmdBuilder(0xE020).action(5), {sj('M', 0x35)}}, {CmdBuilder(0xE020).action(0x1A), {sj('M', 0x3A)}},
         {CmdBuilder(0xE022).action(5), {}},
         // auxiliaries 0..5 on and off; unknown codes switch auxiliary 0
         {aux(0, true), {sj('P', 0x20)}, "SJ : aux (0h:101h) "},

@@ -69,10 +69,6 @@ TEST_F(SmallRs485, ThreeByteFrames) {
     const Row rows[] = {
         // a pan speed of 8 lands on the tilt bits
         {mv(0, 0x48), {{0x01, 0x06, 0x88}}}, {mv(0, 0x50), {{0x01, 0x06, 0x98}}},
-        {mv(65, 0, 1), {three(1, 0x10, 0)}}, {mv(63, 0, 1), {three(1, 0x20, 0)}},
-        {mv(64, 0, 1), {three(1, 0, 0)}},
-        {mv(65, 0, 2), {three(1, 0x40, 0)}}, {mv(63, 0, 2), {three(1, 0x80, 0)}},
-        {mv(64, 0, 3), {three(1, 0, 0)}},
         {CmdBuilder(0xE013), {three(1, 0, 0)}},
         // going to a preset waits 50 ms after the line time of 3 bytes; storing does not
         {CmdBuilder(0xE014).arg16(0x0107), {three(0x41, 0x07, 0)}, nullptr, {10000, 6250, 50000}},

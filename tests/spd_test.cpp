@@ -64,10 +64,7 @@ TEST_F(Spd, SpdFrames) {
         // store and clear from the action field, each confirmed
         {CmdBuilder(0xE020).action(3), {spd(0x03, 2, 0xFF, 0xFF), spd(0x67, 0, 2, 0xFF)}, "SPD : set preset 2\n"},
         {CmdBuilder(0xE022).action(0), {spd(0x05, 0, 0xFF, 0xFF), spd(0x67, 0, 0, 0xFF)}, "SPD : clear preset 0\n"},
-        // aux: the traces; the frames are swept below
-        {aux(110, true), {spd(0x71, 0, 0xFF, 0xFF)}, "SPD : set pattern start\n"},
-        {aux(110, false), {spd(0x73, 0xFF, 0xFF, 0xFF)}, "SPD : set pattern stop\n"},
-        {aux(595, true), {spd(0xB1, 0, 0xFF, 0xFF)}, "Menu On\n"}, {aux(595, false), {spd(0xB1, 1, 0xFF, 0xFF)}, "Menu Off\n"},
+        // aux: the traces where on and off send the same frame; the frames are swept below
         {aux(900, true), {spd(0x45, 1, 0xFF, 0xFF)}, "AF On\n"}, {aux(900, false), {spd(0x45, 1, 0xFF, 0xFF)}, "AF Off\n"},
         {aux(1, true), {}, "SPD : AUX 1\n"},
         {CmdBuilder(0xE0A4), {}},

@@ -65,8 +65,8 @@ TEST_F(Vcc4, Commands) {
         {mv(0, 0, 1), {g(0xB4, "00"), g(0xA2, "1")}, "zoom : 8h\n"},
         {mv(0xFF, 0, 1), {g(0xB4, "00"), g(0xA2, "2")}, "zoom : 17h\n"},
         {mv(0x40, 0, 1), {g(0xB4, "00"), g(0xA2, "1")}},
-        // focus far, near; nothing for iris, clear preset and other aux codes; stop
-        {mv(65, 0, 2), {g(0xA1, "1"), g(0xA1, "2")}}, {mv(63, 0, 2), {g(0xA1, "1"), g(0xA1, "3")}},
+        // focus far, manual first; nothing for iris, clear preset and other aux codes; stop
+        {mv(65, 0, 2), {g(0xA1, "1"), g(0xA1, "2")}},
         {mv(0xFF, 0, 3)}, {CmdBuilder(0xE022).action(5)}, {CmdBuilder(0xE090).arg16(603).action(0x0101)},
         {CmdBuilder(0xE013), {g(0xA2, "0"), f(0x30, 0x53, "0"), g(0xB1, "1"), g(0x90, "1")}, "STOP\n"}};
     // clang-format on
