@@ -338,6 +338,16 @@ Response Service::handle(const Request& req) {
         resp.headers.emplace_back("Allow", "POST");
         return resp;
     }
+    if (trim(req.body).empty() && req.authorization.empty()) {
+        // An empty request without credentials asks for the challenge (an
+        // HTTP Digest client such as curl --digest sends its body only with
+        // the answer to it).
+        resp.op = "(empty)";
+        c.fault(401, {"Sender", "ter:NotAuthorized", nullptr, "the sender is not authorized"});
+        resp.headers.emplace_back("WWW-Authenticate", auth_.challenge(req.now_ms));
+        resp.body = c.reply->str();
+        return resp;
+    }
     switch (parse_soap(req.body, c.soap)) {
         case SoapError::none: dispatch(c); break;
         case SoapError::doctype:

@@ -65,6 +65,11 @@ TEST(Service, WhoMayDoWhat) {
         bool challenged = !resp.headers.empty() && resp.headers[0].first == "WWW-Authenticate";
         EXPECT_EQ(challenged, r.status == 401) << r.op;
     }
+    // An empty request without credentials is how HTTP Digest clients ask for the challenge.
+    Fixture f;
+    Response empty = f.svc.handle(Request{});
+    EXPECT_EQ(empty.status, 401);
+    EXPECT_TRUE(!empty.headers.empty() && empty.headers[0].first == "WWW-Authenticate");
 }
 
 TEST(Service, FaultForEachFailure) {
