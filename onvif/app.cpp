@@ -76,23 +76,13 @@ int run_app(int argc, char** argv, const ControllerFactory& make_controller) {
             out = argv[++i];
             return true;
         };
-        bool ok = true;
-        if (a == "--socket")
-            ok = value(socket_path);
-        else if (a == "--board")
-            ok = value(board);
-        else if (a == "--listen")
-            ok = value(listen);
-        else if (a == "--users")
-            ok = value(users_file);
-        else if (a == "--state")
-            ok = value(state_dir);
-        else if (a == "--rtsp")
-            ok = value(rtsp);
-        else if (a == "--no-discovery")
-            discovery = false;
-        else
-            ok = false;
+        const std::pair<const char*, std::string*> valued[] = {
+            {"--socket", &socket_path}, {"--board", &board},     {"--listen", &listen},
+            {"--users", &users_file},   {"--state", &state_dir}, {"--rtsp", &rtsp}};
+        bool ok = a == "--no-discovery";
+        if (ok) discovery = false;
+        for (const auto& [name, out] : valued)
+            if (a == name) ok = value(*out);
         if (!ok) {
             usage();
             return 2;

@@ -63,6 +63,16 @@ constexpr Row kEzRow{.model = 0,
                      .presets = {1, 128, false},
                      .aux = aux_tours | aux_patterns | aux_scans};
 
+// The WONWOO modes differ only in their lens and how far up the head looks.
+constexpr Row wonwoo(uint16_t model, const char* protocol, const AbsUnits* abs, Lens lens) {
+    return {.model = model,
+            .protocol = protocol,
+            .abs = abs,
+            .lens = lens,
+            .presets = kWonwooPresets,
+            .aux = aux_outputs | aux_tours | aux_patterns | aux_scans | aux_wiper};
+}
+
 constexpr Row with(Row r, uint16_t model, const char* protocol = nullptr) {
     r.model = model;
     if (protocol != nullptr) r.protocol = protocol;
@@ -87,30 +97,10 @@ constexpr ModelTraits kModels[] = {
             .lens = Lens::probe,
             .presets = kPelcoPresets,
             .aux = kPelcoAux}),
-    traits({.model = 0x303,
-            .protocol = "C1080PT WONWOO (Z20B)",
-            .abs = &kWonwoo,
-            .lens = Lens::z20b_nowrap,
-            .presets = kWonwooPresets,
-            .aux = aux_outputs | aux_tours | aux_patterns | aux_scans | aux_wiper}),
-    traits({.model = 0x304,
-            .protocol = "C1080PT WONWOO (Z20B)",
-            .abs = &kWonwooUp,
-            .lens = Lens::z20b,
-            .presets = kWonwooPresets,
-            .aux = aux_outputs | aux_tours | aux_patterns | aux_scans | aux_wiper}),
-    traits({.model = 0x305,
-            .protocol = "C1080PT WONWOO (Z10B)",
-            .abs = &kWonwoo,
-            .lens = Lens::z10b,
-            .presets = kWonwooPresets,
-            .aux = aux_outputs | aux_tours | aux_patterns | aux_scans | aux_wiper}),
-    traits({.model = 0x306,
-            .protocol = "C1080PT WONWOO (IR Z30B)",
-            .abs = &kWonwooUp,
-            .lens = Lens::ir_z30b,
-            .presets = kWonwooPresets,
-            .aux = aux_outputs | aux_tours | aux_patterns | aux_scans | aux_wiper}),
+    traits(wonwoo(0x303, "C1080PT WONWOO (Z20B)", &kWonwoo, Lens::z20b_nowrap)),
+    traits(wonwoo(0x304, "C1080PT WONWOO (Z20B)", &kWonwooUp, Lens::z20b)),
+    traits(wonwoo(0x305, "C1080PT WONWOO (Z10B)", &kWonwoo, Lens::z10b)),
+    traits(wonwoo(0x306, "C1080PT WONWOO (IR Z30B)", &kWonwooUp, Lens::ir_z30b)),
     traits({.model = 0x801, .protocol = "HUNT", .pt_max = 59, .zoom_max = 59}),
     traits({.model = 0x802, .protocol = "ScanDome"}),
     traits({.model = 0x804, .protocol = "ScanDome (HTX keyboard)", .presets = kNone}),

@@ -65,10 +65,11 @@ double new_zoom(LensTable t, double z, double w, double h, ZoomLog lg, const Tra
     if (lg == ZoomLog::z10b) tr("getNewZoomValue_Z10B : %g, -> %g, %g\n", z, w, h);
     const double zs = clamp_to_first_row(t, z);
     const int idx = lens_index(t, zs);
+    const int shown = lens_index(t, z);  // 0 below the first row, where idx is 1
     if (lg == ZoomLog::ratio)
-        tr("zoom_index : %d\n", lens_index(t, z));
+        tr("zoom_index : %d\n", shown);
     else
-        tr("angle_index : %d\n", lens_index(t, z));
+        tr("angle_index : %d\n", shown);
     const double full = w >= h ? kPictureW : kPictureH;
     const double r = full / (w >= h ? w : h);
     const double zi = lens_row(t, idx).zoom, zp = lens_row(t, idx - 1).zoom;

@@ -120,10 +120,7 @@ void handle_aux(Daemon& d, int port, uint8_t addr, Cmd c) {
     const bool on = c.action() == act::aux_on;
     const C1080bAuxRow& r = c1080b_aux_row(aux);
     const C1080bAuxSide& side = on ? r.on : r.off;
-    if (side.text != nullptr && side.tail != nullptr)
-        d.log("%s%d%s", side.text, aux - r.log_base, side.tail);
-    else if (side.text != nullptr)
-        d.log("%s", side.text);
+    c1080b_aux_log(d, side.text, side.tail, aux - r.log_base);
     c1080b_aux_send(d, port, addr, r, aux, on);
     if (r.after_text != nullptr) d.log("%s", r.after_text);
 }
@@ -136,6 +133,13 @@ void C1080B_thermal_xy(Daemon& d, int /*port*/, uint8_t /*addr*/, Cmd c) {
 }
 
 }  // namespace
+
+void c1080b_aux_log(Daemon& d, const char* text, const char* tail, int number) {
+    if (text != nullptr && tail != nullptr)
+        d.log("%s%d%s", text, number, tail);
+    else if (text != nullptr)
+        d.log("%s", text);
+}
 
 void c1080b_aux_send(Daemon& d, int port, uint8_t addr, const C1080bAuxRow& r, uint16_t aux, bool on) {
     const C1080bAuxFrame f = c1080b_aux_frame(r, aux, on);

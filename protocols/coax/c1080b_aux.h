@@ -164,6 +164,9 @@ class Daemon;
 // frame, or the camera reset's port set-up and two seconds before the frame.
 // The row's own log lines are the caller's. A log-only row sends nothing.
 void c1080b_aux_send(Daemon& d, int port, uint8_t addr, const C1080bAuxRow& r, uint16_t aux, bool on);
+// Logs one side of an aux row: `text` alone, or with `tail` set `text`, the
+// number and `tail`; nothing when `text` is nullptr.
+void c1080b_aux_log(Daemon& d, const char* text, const char* tail, int number);
 
 static_assert(c1080b_aux_frame(c1080b_aux_row(9), 9, true).d2 == 9 && c1080b_aux_row(8).first == 0);
 static_assert(c1080b_aux_frame(c1080b_aux_row(c1080b_aux_alias(110)), 561, true).d2 == 1 &&

@@ -124,14 +124,6 @@ static_assert(table_complete());
 static_assert(c1080b_has(595) && c1080b_has(554) && !c1080b_has(555) && !c1080b_has(711) && !find_aux(8) &&
               !find_aux(719));
 
-void log_side(Daemon& d, const AuxRow& r, const AuxSay& s, uint16_t aux) {
-    if (s.text == nullptr) return;
-    if (r.numbered)
-        d.log("%s%d%s", s.text, aux - r.base, s.tail);
-    else
-        d.log("%s", s.text);
-}
-
 void handle_aux(Daemon& d, int port, uint8_t addr, Cmd c) {
     d.log("C1080PT AUX %d %d\n", c.arg16(), c.action());
     const uint16_t aux = c1080b_aux_alias(c.arg16());
@@ -143,7 +135,8 @@ void handle_aux(Daemon& d, int port, uint8_t addr, Cmd c) {
                     c1080pt::frame_wait_us);
         return;
     }
-    log_side(d, *r, on ? r->on : r->off, aux);
+    const AuxSay& side = on ? r->on : r->off;
+    c1080b_aux_log(d, side.text, side.tail, aux - r->base);
     if (c1080b_has(aux)) {
         c1080b_aux_send(d, port, addr, c1080b_aux_row(aux), aux, on);
         return;
