@@ -29,6 +29,7 @@
 #include <thread>
 
 #include "client/ptzmsg.h"
+#include "core/command.h"
 #include "core/config.h"
 #include "core/dispatch.h"
 #include "onvif/camera_model.h"
@@ -192,8 +193,8 @@ public:
         const bool stop_first = (c->pt_moving && !pt) || (c->zoom_moving && !zoom) || c->positioning || turn;
         Err e = Err::ok;
         if (stop_first) e = send_stop(ch, *c);
-        if (e == Err::ok && pt && (stop_first || v.has_pan_tilt)) e = send_move(ch, 0, x, y);
-        if (e == Err::ok && zoom && (stop_first || v.has_zoom)) e = send_move(ch, 1, zx, 0x40);
+        if (e == Err::ok && pt && (stop_first || v.has_pan_tilt)) e = send_move(ch, act::pan_tilt, x, y);
+        if (e == Err::ok && zoom && (stop_first || v.has_zoom)) e = send_move(ch, act::zoom, zx, 0x40);
         begin_move(*c);
         c->positioning = false;
         c->x = x, c->y = y, c->zx = zx;
@@ -214,8 +215,8 @@ public:
         // The vocabulary's stop halts every axis; the axis that is not to
         // stop is started again at once.
         Err e = send_stop(ch, *c);
-        if (e == Err::ok && !pan_tilt && c->pt_moving) e = send_move(ch, 0, c->x, c->y);
-        if (e == Err::ok && !zoom && c->zoom_moving) e = send_move(ch, 1, c->zx, 0x40);
+        if (e == Err::ok && !pan_tilt && c->pt_moving) e = send_move(ch, act::pan_tilt, c->x, c->y);
+        if (e == Err::ok && !zoom && c->zoom_moving) e = send_move(ch, act::zoom, c->zx, 0x40);
         begin_move(*c);
         c->positioning = false;
         if (pan_tilt) c->pt_moving = false, c->x = c->y = 0x40;
@@ -336,8 +337,9 @@ public:
         const auto it = c->store.presets.find(n);
         if (it == c->store.presets.end()) return Err::no_token;
         uint8_t m[PTZMSG_MAX];
-        const size_t len = c->t->recall == Recall::aux_fallback ? ptzmsg_aux(m, 0xE091, u16(ch), u16(n), 1)
-                                                                : ptzmsg_preset(m, 0xE114, u16(ch), u16(n));
+        const size_t len = c->t->recall == Recall::aux_fallback
+                               ? ptzmsg_aux(m, msg::aux2, u16(ch), u16(n), 1)
+                               : ptzmsg_preset(m, msg::goto_preset_direct, u16(ch), u16(n));
         const Err e = send(m, len);
         begin_positioning(*c, it->second.has_position ? it->second.position : nullptr);
         return e;
@@ -359,7 +361,7 @@ public:
             if (c->store.presets.count(n) == 0) return Err::no_token;
         }
         uint8_t m[PTZMSG_MAX];
-        const Err e = send(m, ptzmsg_preset(m, 0xE120, u16(ch), u16(n)));
+        const Err e = send(m, ptzmsg_preset(m, msg::set_preset_direct, u16(ch), u16(n)));
         if (e != Err::ok) return e;
         StoredPreset p = c->store.presets.count(n) ? c->store.presets[n] : StoredPreset{};
         if (!name.empty()) p.name = name;
@@ -384,7 +386,7 @@ public:
         const int n = number(token);
         if (c->store.presets.erase(n) == 0) return Err::no_token;
         uint8_t m[PTZMSG_MAX];
-        const Err e = send(m, ptzmsg_preset(m, 0xE122, u16(ch), u16(n)));
+        const Err e = send(m, ptzmsg_preset(m, msg::clear_preset_direct, u16(ch), u16(n)));
         if (!save_presets(c->path, c->store)) return Err::unreachable;
         return e;
     }
@@ -420,7 +422,7 @@ public:
         bool on = true;
         if (!aux_code(*c->t, command, code, on)) return Err::not_supported;
         uint8_t m[PTZMSG_MAX];
-        return send(m, ptzmsg_aux(m, 0xE091, u16(ch), code, on ? 1 : 0));
+        return send(m, ptzmsg_aux(m, msg::aux2, u16(ch), code, on ? 1 : 0));
     }
 
 private:
