@@ -117,6 +117,9 @@ TEST_F(C1080B, AuxTableSweep) {
             if (const auto e = kSettings.find(v); e != kSettings.end()) {
                 const auto& [cmd, d1_on, d1_off, d2_on, d2_off] = e->second;
                 ASSERT_EQ(w, std::vector<Bytes>{frame(cmd, on ? d1_on : d1_off, on ? d2_on : d2_off)});
+            } else {
+                // Every other function carries its number in data 2 only.
+                for (const Bytes& f : w) ASSERT_EQ(f.at(4), 0);
             }
             std::vector<uint32_t> waits(w.size(), v == 730 || v == 731 || in(v, 930, 941) ? kNoWait : kLine);
             if (v == 930) waits.insert(waits.begin(), 2000000);

@@ -98,6 +98,8 @@ TEST(ZoomBox, WorkedExamples) {
         {"IR Z30B keeps a negative result", getNewPtValue_IR_Z30B(0, 35500, 16384, 960, 140).tilt, 36000 - 500 + 117 * 0.59 * -400 / 540},
         // A raw Z10B tilt below the horizon is past the compensation table: compensation 1, not 1.97.
         {"Z10B 35500 keeps the pan offset", getNewPtValue_Z10B(0, 35500, 0, 1920, 540).pan, 2766},
+        // From the second row on, (21 - idx) / 20 is 0: the compensation angle no longer moves the tilt.
+        {"Probe at row 2 takes no compensation angle", getNewPtValue_Probe(0, 3000, 681.5, 1500, 300).tilt, 2690.6666666666665},
     };
     // clang-format on
     for (const Case& c : cases) EXPECT_NEAR(c.got, c.want, 1e-9) << c.name;
