@@ -111,6 +111,7 @@ protected:
         fs::create_directories((dir_ / rel).parent_path());
         std::ofstream(dir_ / rel, std::ios::binary) << content;
     }
+#ifdef PTZSVR_HOST_PATH
     // ptzsvr-host serving the board, its trace in trace.jsonl, its output in daemon.txt.
     pid_t start_host() {
         const pid_t pid =
@@ -122,6 +123,7 @@ protected:
         EXPECT_TRUE(fs::exists(dir_ / "tmp/ptzsvr.sock")) << slurp(dir_ / "daemon.txt");
         return pid;
     }
+#endif
     // Complete trace lines (the daemon may be writing one) holding all of `parts`.
     int in_trace(const std::vector<std::string>& parts) const {
         std::istringstream text(slurp(dir_ / "trace.jsonl"));

@@ -1,24 +1,16 @@
 // The common library's process and system utilities: on the simulated board
 // with scripted children, /proc entries and TCP rows, and for real on the
 // host for counting and supervising.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <string>
-#include <thread>
 
 #include "common/log.h"
 #include "common/util.h"
 #include "os/sim_board.h"
 #include "os/target_os.h"
 #include "tests/fixture.h"
+#include "tests/process_fixture.h"
 
 namespace ptz::test {
 namespace {
@@ -26,49 +18,51 @@ namespace {
 using Outcome = SimProcess::Outcome;
 using Lines = std::vector<std::string>;
 
-class ProcessUtil : public ::testing::Test {
-protected:
-    SimBoard board;
-    Logger log{board};
-    ProcessUtil() { log.common_init(); }
-    void set_level(int level) { log.set_level_by_prefix("LIB_COMMON", level), board.clear_calls(); }
+// A simulated board with the library registered at `level` (not registered
+// when negative), its calls so far forgotten.
+struct Lib {
+    SimBoard b;
+    Logger lg{b};
+    explicit Lib(int level = -1) {
+        if (level >= 0) lg.common_init(), lg.set_level_by_prefix("LIB_COMMON", level);
+        b.clear_calls();
+    }
     Lines spawns() const {
         Lines out;
-        for (const SimCall* c : board.find("spawn")) out.push_back(c->dev + ": " + c->text);
+        for (const SimCall* c : b.find("spawn")) out.push_back(c->dev + ": " + c->text);
         return out;
     }
-    size_t waits() const { return board.find("wait").size(); }
 };
 
-TEST_F(ProcessUtil, CountByCommandLine) {
+TEST(ProcessUtil, CountByCommandLine) {
     using namespace std::string_literals;
-    board.set_file("/proc/1/cmdline", "init"s);
-    board.set_file("/proc/12/cmdline", "/usr/bin/ptzsvr"s);
-    board.set_file("/proc/13/cmdline", "/usr/bin/ptzsvr\0-x"s);  // first argument alone counts
-    board.set_file("/proc/14/cmdline", "/usr/bin/ptzsvr2"s);
-    board.set_file("/proc/self/cmdline", "/usr/bin/ptzsvr"s);  // not a process number
-    board.set_file("/proc/net/tcp", "");
-    board.add_device("/proc/15/stat");  // a process whose command line cannot be read
-    set_level(1);
-    EXPECT_EQ(count_process_by_cmdline(board, log, "/usr/bin/ptzsvr"), 2);
-    EXPECT_EQ(board.logs(), Lines{"[LIB_COMMON(0)]/proc/15/cmdline open error\n"});
-    EXPECT_EQ(count_process_by_cmdline(board, log, "init"), 1);
-    EXPECT_EQ(count_process_by_cmdline(board, log, "nothing"), 0);
+    Lib f(1);
+    f.b.set_file("/proc/1/cmdline", "init"s);
+    f.b.set_file("/proc/12/cmdline", "/usr/bin/ptzsvr"s);
+    f.b.set_file("/proc/13/cmdline", "/usr/bin/ptzsvr\0-x"s);  // first argument alone counts
+    f.b.set_file("/proc/14/cmdline", "/usr/bin/ptzsvr2"s);
+    f.b.set_file("/proc/self/cmdline", "/usr/bin/ptzsvr"s);  // not a process number
+    f.b.set_file("/proc/net/tcp", "");
+    f.b.add_device("/proc/15/stat");  // a process whose command line cannot be read
+    EXPECT_EQ(count_process_by_cmdline(f.b, f.lg, "/usr/bin/ptzsvr"), 2);
+    EXPECT_EQ(f.b.logs(), Lines{"[LIB_COMMON(0)]/proc/15/cmdline open error\n"});
+    EXPECT_EQ(count_process_by_cmdline(f.b, f.lg, "init"), 1);
+    EXPECT_EQ(count_process_by_cmdline(f.b, f.lg, "nothing"), 0);
     // At most 255 bytes of a command line are compared.
-    board.set_file("/proc/16/cmdline", std::string(300, 'a'));
-    EXPECT_EQ(count_process_by_cmdline(board, log, std::string(255, 'a').c_str()), 1);
+    f.b.set_file("/proc/16/cmdline", std::string(300, 'a'));
+    EXPECT_EQ(count_process_by_cmdline(f.b, f.lg, std::string(255, 'a').c_str()), 1);
 
-    SimBoard empty;
-    EXPECT_EQ(count_process_by_cmdline(empty, log, "init"), -1);  // no /proc at all
+    Lib empty;
+    EXPECT_EQ(count_process_by_cmdline(empty.b, f.lg, "init"), -1);  // no /proc at all
 }
 
-TEST_F(ProcessUtil, RunAndSuperviseRestartsUntilForkFails) {
-    board.processes = {
+TEST(ProcessUtil, RunAndSuperviseRestartsUntilForkFails) {
+    Lib f(1);
+    f.b.processes = {
         {Outcome::exits, 3}, {Outcome::signaled, 9}, {Outcome::stopped, 19}, {Outcome::exec_fails, 2}};
-    set_level(1);
-    EXPECT_EQ(run_and_supervise(board, log, "recorder"), -1);
-    EXPECT_EQ(spawns(), Lines(5, "fork: recorder"));  // the fifth is the failing one
-    EXPECT_EQ(waits(), 4u);
+    EXPECT_EQ(run_and_supervise(f.b, f.lg, "recorder"), -1);
+    EXPECT_EQ(f.spawns(), Lines(5, "fork: recorder"));  // the fifth is the failing one
+    EXPECT_EQ(f.b.find("wait").size(), 4u);
     // Only the fork error carries a level; the other lines go through the plain log.
     const Lines expected = {
         "================== RS : pid 5000 status is 768 ====================\n",
@@ -83,29 +77,17 @@ TEST_F(ProcessUtil, RunAndSuperviseRestartsUntilForkFails) {
         "\t process is exited, status is 247\n",
         "[LIB_COMMON(0)]recorder fork error\n",
     };
-    EXPECT_EQ(board.logs(), expected);
+    EXPECT_EQ(f.b.logs(), expected);
     // Unregistered, the library drops the fork error but still shows the rest.
-    SimBoard bare;
-    Logger unregistered{bare};
-    bare.processes = {{Outcome::exec_fails, 2}};
-    EXPECT_EQ(run_and_supervise(bare, unregistered, "recorder"), -1);
-    EXPECT_EQ(bare.logs(), (Lines{"recorder exec fail\n",
-                                  "================== RS : pid 5000 status is 63232 ====================\n",
-                                  expected[8]}));
+    Lib bare;
+    bare.b.processes = {{Outcome::exec_fails, 2}};
+    EXPECT_EQ(run_and_supervise(bare.b, bare.lg, "recorder"), -1);
+    EXPECT_EQ(bare.b.logs(), (Lines{"recorder exec fail\n",
+                                    "================== RS : pid 5000 status is 63232 ====================\n",
+                                    expected[8]}));
 }
 
-// A board of its own with the library at `level`.
-struct Fresh {
-    SimBoard b;
-    Logger lg{b};
-    explicit Fresh(int level) {
-        lg.common_init();
-        lg.set_level_by_prefix("LIB_COMMON", level);
-        b.clear_calls();
-    }
-};
-
-TEST_F(ProcessUtil, Runapps) {
+TEST(ProcessUtil, Runapps) {
     using Fn = int (*)(Os&, Logger&, const char*, const char*, const char*, const char*, const char*);
     // clang-format off
     struct Row { const char* name; Fn fn; Outcome outcome; const char* spawn; size_t waits; Lines logs; };
@@ -124,12 +106,10 @@ TEST_F(ProcessUtil, Runapps) {
     // clang-format on
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
-        Fresh f(2);
+        Lib f(2);
         f.b.processes = {{r.outcome, 2}};
         EXPECT_EQ(r.fn(f.b, f.lg, "cp", "a", "b", nullptr, "ignored"), 0);
-        Lines sp;
-        for (const SimCall* c : f.b.find("spawn")) sp.push_back(c->dev + ": " + c->text);
-        EXPECT_EQ(sp, Lines{r.spawn});
+        EXPECT_EQ(f.spawns(), Lines{r.spawn});
         EXPECT_EQ(f.b.find("wait").size(), r.waits);
         EXPECT_EQ(f.b.logs(), r.logs);
         // No process: the fork error, through the plain log.
@@ -138,19 +118,18 @@ TEST_F(ProcessUtil, Runapps) {
         EXPECT_EQ(f.b.logs(), Lines{"\nrunapp process fork error\n"});
     }
     // Unregistered, a failed exec still shows; the level-2 child line does not.
-    SimBoard bare;
-    Logger unregistered{bare};
-    bare.processes = {{Outcome::exec_fails, 2}};
-    EXPECT_EQ(runapp2(bare, unregistered, "cp", "a"), 0);
-    EXPECT_EQ(bare.logs(), (Lines{fails('2'), "  cmd : cp a   \n"}));
+    Lib bare;
+    bare.b.processes = {{Outcome::exec_fails, 2}};
+    EXPECT_EQ(runapp2(bare.b, bare.lg, "cp", "a"), 0);
+    EXPECT_EQ(bare.b.logs(), (Lines{fails('2'), "  cmd : cp a   \n"}));
     // The child-started line is level 2: dropped at the library's default level.
-    board.processes = {{Outcome::exits, 0}};
-    set_level(1);
-    EXPECT_EQ(runapp2(board, log, "true"), 0);
-    EXPECT_TRUE(board.logs().empty());
+    Lib quiet(1);
+    quiet.b.processes = {{Outcome::exits, 0}};
+    EXPECT_EQ(runapp2(quiet.b, quiet.lg, "true"), 0);
+    EXPECT_TRUE(quiet.b.logs().empty());
 }
 
-TEST_F(ProcessUtil, TcpQueues) {
+TEST(ProcessUtil, TcpQueues) {
     const std::string header =
         "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout inode\n";
     // The watched address is a build setting: rows name it as the kernel prints it.
@@ -175,63 +154,41 @@ TEST_F(ProcessUtil, TcpQueues) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        Fresh f(2);
+        Lib f(2);
         f.b.set_file("/proc/net/tcp", c.text);
         EXPECT_EQ(print_tcp_tx_q(f.b, f.lg), 0);
         EXPECT_EQ(f.b.logs(), c.logs);
     }
-    Fresh none(1);
+    Lib none(1);
     EXPECT_EQ(print_tcp_tx_q(none.b, none.lg), 0);
     EXPECT_EQ(none.b.logs(), Lines{"[LIB_COMMON(0)]print_tcp_tx_q : /proc/net/tcp read failed\n"});
 }
 
 // For real on the host: the library started through the board backend.
-class HostProcesses : public ::testing::Test {
-protected:
-    std::string dir;
-    void SetUp() override {
-        char tmpl[] = "/tmp/ptz-proc-XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        dir = tmpl;
-    }
-    void TearDown() override { std::system(("rm -rf " + dir).c_str()); }
-    void script(const std::string& name, const std::string& body) {
-        std::ofstream(dir + "/" + name) << "#!/bin/sh\n" << body << "\n";
-        chmod((dir + "/" + name).c_str(), 0755);
-    }
-    static size_t lines_of(const std::string& path) {
-        std::ifstream f(path);
-        size_t n = 0;
-        for (std::string l; std::getline(f, l);) ++n;
-        return n;
-    }
-};
+class HostProcesses : public proc::BoardTest {};
 
 TEST_F(HostProcesses, CountFindsAStartedProcess) {
     TargetOs os;
     Logger lg{os};
     const std::string name = "ptz-count-probe-" + std::to_string(getpid());
-    ASSERT_EQ(count_process_by_cmdline(os, lg, name.c_str()), 0);
+    const auto count = [&] { return count_process_by_cmdline(os, lg, name.c_str()); };
+    ASSERT_EQ(count(), 0);
     const pid_t child = fork();
     if (child == 0) {
         execl("/bin/sleep", name.c_str(), "30", static_cast<char*>(nullptr));
         _exit(127);
     }
-    int found = 0;
-    for (int i = 0; i < 200 && found == 0; ++i) {
-        found = count_process_by_cmdline(os, lg, name.c_str());
-        if (found == 0) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    EXPECT_EQ(found, 1);
-    EXPECT_EQ(count_process_by_cmdline(os, lg, name.c_str()), 0);
+    children_.push_back(child);
+    EXPECT_TRUE(proc::eventually([&] { return count() != 0; }));
+    EXPECT_EQ(count(), 1);
+    end_children();
+    EXPECT_EQ(count(), 0);
 }
 
 TEST_F(HostProcesses, SuperviseRestartsAChildThatExits) {
-    const std::string marks = dir + "/runs";
-    script("child", "echo run >> " + marks + "\nexit 3");
-    const std::string program = dir + "/child";
+    const proc::fs::path marks = dir_ / "runs", program = dir_ / "child";
+    put("child", "#!/bin/sh\necho run >> " + marks.string() + "\nexit 3\n");
+    proc::fs::permissions(program, proc::fs::perms::owner_all);
     const pid_t supervisor = fork();
     if (supervisor == 0) {
         TargetOs os;
@@ -239,16 +196,9 @@ TEST_F(HostProcesses, SuperviseRestartsAChildThatExits) {
         run_and_supervise(os, lg, program.c_str());
         _exit(1);
     }
-    size_t runs = 0;
-    for (int i = 0; i < 500 && runs < 3; ++i) {
-        runs = lines_of(marks);
-        if (runs < 3) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    kill(supervisor, SIGKILL);
-    int status = 0;
-    waitpid(supervisor, &status, 0);
-    EXPECT_GE(runs, 3u);
-    EXPECT_TRUE(WIFSIGNALED(status));  // it never returned on its own
+    children_.push_back(supervisor);
+    EXPECT_TRUE(proc::eventually([&] { return proc::slurp(marks).size() >= 3 * 4; }));  // "run\n" 3 times
+    EXPECT_EQ(waitpid(supervisor, nullptr, WNOHANG), 0);  // it never returned on its own
 }
 
 }  // namespace

@@ -31,12 +31,9 @@ Bytes received(int fd) {
 // at 24; the zoom box as u16 left/top/width/height from 10 and a flag at 18.
 TEST_F(ToolsTest, PtzctlSendsEachMessageByteForByte) {
     const int fd = listen_at(dir_ / "tmp/ptzsvr.sock");
-    struct Row {
-        std::vector<std::string> args;
-        std::string datagram;  // trailing zeros up to the 28 bytes of a command left out
-    };
+    // The arguments, and the datagram without the zeros that fill a command up to 28 bytes.
     // clang-format off
-    const Row rows[] = {
+    const std::pair<std::vector<std::string>, std::string> rows[] = {
         {{"move", "0", "-32", "16"}, "11 e0 00 00 14 00 00 00 00 00 00 00 20 50"},
         {{"move", "5", "--stop", "63", "-64", "--cont"}, "12 e0 00 00 14 00 00 00 05 00 00 00 7f 00 01"},
         {{"move-raw", "1", "0x3e", "0xff"}, "11 e0 00 00 14 00 00 00 01 00 00 00 3e ff"},
@@ -59,14 +56,14 @@ TEST_F(ToolsTest, PtzctlSendsEachMessageByteForByte) {
         {{"raw", "ffe0", "0102"}, "ff e0 01 02"},
     };
     // clang-format on
-    for (const Row& r : rows) {
+    for (const auto& [cmd, datagram] : rows) {
         std::vector<std::string> args = {"--socket", (dir_ / "tmp/ptzsvr.sock").string()};
-        args.insert(args.end(), r.args.begin(), r.args.end());
+        args.insert(args.end(), cmd.begin(), cmd.end());
         const Result res = ctl(args);
-        EXPECT_EQ(res.status, 0) << r.args[0] << ": " << res.out;
-        std::string want = r.datagram;
-        while (r.args[0] != "raw" && want.size() < 28 * 3 - 1) want += " 00";
-        EXPECT_EQ(hex(received(fd)), want) << r.args[0] << " " << r.args[1];
+        EXPECT_EQ(res.status, 0) << cmd[0] << ": " << res.out;
+        std::string want = datagram;
+        while (cmd[0] != "raw" && want.size() < 28 * 3 - 1) want += " 00";
+        EXPECT_EQ(hex(received(fd)), want) << cmd[0] << " " << cmd[1];
     }
 
     // An image travels whole behind its size; --board finds the runner's socket.

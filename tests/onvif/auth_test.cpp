@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <tuple>
 
 #include "onvif/soap.h"
 
@@ -58,10 +59,7 @@ std::vector<User> users() { return {{"op", Level::operator_, "secret"}, {"v", Le
 
 TEST(Auth, WsSecurityTokens) {
     Auth auth(users());
-    struct Row {
-        std::string header;
-        AuthResult want;
-    } rows[] = {
+    const std::pair<std::string, AuthResult> rows[] = {
         {token("op", "secret", "n1", kNowText, true), AuthResult::ok},
         {token("op", "secret", "n1", kNowText, true), AuthResult::refused},  // the same nonce again
         {token("op", "wrong", "n2", kNowText, true), AuthResult::refused},
@@ -76,12 +74,12 @@ TEST(Auth, WsSecurityTokens) {
         {token("v", "viewx", "n10", kNowText, false), AuthResult::refused},
         {"<h/>", AuthResult::none},
     };
-    for (const Row& r : rows) {
+    for (const auto& [header, want] : rows) {
         pugi::xml_document doc;
-        doc.load_string(r.header.c_str());
+        doc.load_string(header.c_str());
         const User* who = nullptr;
-        EXPECT_EQ(auth.check_wsse(doc.first_child(), kNow, who), r.want) << r.header;
-        EXPECT_EQ(who != nullptr, r.want == AuthResult::ok);
+        EXPECT_EQ(auth.check_wsse(doc.first_child(), kNow, who), want) << header;
+        EXPECT_EQ(who != nullptr, want == AuthResult::ok);
     }
 }
 
@@ -115,11 +113,7 @@ TEST(Auth, HttpDigest) {
     Auth auth(users());
     std::string ch = auth.challenge(kNow);
     EXPECT_NE(ch.find("qop=\"auth\""), std::string::npos);
-    struct Row {
-        std::string authz;
-        int64_t at;
-        AuthResult want;
-    } rows[] = {
+    const std::tuple<std::string, int64_t, AuthResult> rows[] = {
         {answer(ch, "op", "secret", "00000001"), kNow, AuthResult::ok},
         {answer(ch, "op", "secret", "00000001"), kNow, AuthResult::refused},  // replayed count
         {answer(ch, "op", "secret", "00000002"), kNow + 1000, AuthResult::ok},
@@ -130,9 +124,9 @@ TEST(Auth, HttpDigest) {
         {"Basic b3A6c2VjcmV0", kNow, AuthResult::none},
         {"", kNow, AuthResult::none},
     };
-    for (const Row& r : rows) {
+    for (const auto& [authz, at, want] : rows) {
         const User* who = nullptr;
-        EXPECT_EQ(auth.check_digest(r.authz, "POST", r.at, who), r.want) << r.authz;
+        EXPECT_EQ(auth.check_digest(authz, "POST", at, who), want) << authz;
     }
 }
 

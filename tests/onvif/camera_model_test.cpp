@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <string>
+#include <tuple>
 
 #include "onvif/presets.h"
 
@@ -26,18 +27,14 @@ TEST(CameraModel, VelocityBytes) {
     // its turbo 64; Panasonic's quarter 15; HIK-C's double 63; HUNT's four
     // times 59 under its limit of 239), the dead band left at the smallest
     // velocity, proportional in between.
-    struct Row {
-        uint16_t model;
-        double v;
-        int byte;
-    } rows[] = {
+    const std::tuple<uint16_t, double, int> rows[] = {
         {0x1600, 1, 0x7F},    {0x1600, -1, 0x01},    {0x1600, 0, 0x40},    {0x1600, 0.5, 0x60},
         {0x1600, 1e-6, 0x43}, {0x1600, -1e-6, 0x3D}, {0x1600, 7.0, 0x7F},  {0x1602, 1, 0x7C},
         {0x1602, -1, 0x04},   {0x1904, 1e-6, 0x51},  {0x1904, -0.1, 0x2F}, {0x808, 1, 0x60},
         {0x808, -1, 0x20},    {0x801, 1, 0x7B},      {0x2201, -1, 0x08},   {0x1600, NAN, 0x40},
     };
-    for (const Row& r : rows)
-        EXPECT_EQ(pt_byte(model(r.model), r.v), r.byte) << std::hex << r.model << " " << r.v;
+    for (const auto& [id, v, byte] : rows)
+        EXPECT_EQ(pt_byte(model(id), v), byte) << std::hex << id << " " << v;
     EXPECT_EQ(zoom_byte(model(0x1600), 1e-6), 0x41);
     EXPECT_EQ(zoom_byte(model(0x1600), -1), 0x01);
 }
@@ -73,19 +70,15 @@ TEST(CameraModel, WhatEachModelOffers) {
     EXPECT_EQ(max_presets(model(0x1600)) * 1000 + max_presets(model(0x1602)), 78156);
     EXPECT_EQ(max_presets(pelco_d_tvi()), 0);
     // model, name, the code (0: none), on
-    const struct {
-        uint16_t model;
-        const char* name;
-        int code;
-        bool on;
-    } rows[] = {{0x1600, "Tour3", 713, true},      {0x1600, "AuxOutput9|Off", 9, false},
-                {0x305, "tt:Wiper|On", 502, true}, {0x1601, "tt:Wiper|On", 0, false},
-                {0x301, "Pattern5", 0, false},     {0x302, "tt:IRLamp|Off", 588, false}};
-    for (const auto& r : rows) {
+    const std::tuple<uint16_t, const char*, int, bool> rows[] = {
+        {0x1600, "Tour3", 713, true},      {0x1600, "AuxOutput9|Off", 9, false},
+        {0x305, "tt:Wiper|On", 502, true}, {0x1601, "tt:Wiper|On", 0, false},
+        {0x301, "Pattern5", 0, false},     {0x302, "tt:IRLamp|Off", 588, false}};
+    for (const auto& [id, name, want_code, want_on] : rows) {
         uint16_t code = 0;
         bool on = false;
-        EXPECT_EQ(aux_code(model(r.model), r.name, code, on), r.code != 0) << r.name;
-        EXPECT_EQ(code * 2 + on, r.code * 2 + r.on) << r.name;
+        EXPECT_EQ(aux_code(model(id), name, code, on), want_code != 0) << name;
+        EXPECT_EQ(code * 2 + on, want_code * 2 + want_on) << name;
     }
 }
 
