@@ -2,14 +2,15 @@
 #include "onvif/auth.h"
 
 #include <gtest/gtest.h>
+#include <nettle/base16.h>
 #include <nettle/base64.h>
-#include <nettle/md5.h>
-#include <nettle/sha1.h>
+#include <nettle/nettle-meta.h>
 #include <sys/stat.h>
 
 #include <cstdio>
 #include <fstream>
 #include <tuple>
+#include <vector>
 
 #include "onvif/soap.h"
 
@@ -25,23 +26,20 @@ std::string b64(const std::string& s) {
     return out;
 }
 
-std::string sha1(const std::string& s) {
-    sha1_ctx c;
-    sha1_init(&c);
-    sha1_update(&c, s.size(), reinterpret_cast<const uint8_t*>(s.data()));
-    uint8_t d[SHA1_DIGEST_SIZE];
-    sha1_digest(&c, sizeof d, d);
-    return std::string(reinterpret_cast<char*>(d), sizeof d);
+// The raw digest of `s` by `h` (nettle_sha1, nettle_md5).
+std::string hash(const nettle_hash& h, const std::string& s) {
+    std::vector<uint8_t> ctx(h.context_size);
+    std::string d(h.digest_size, '\0');
+    h.init(ctx.data());
+    h.update(ctx.data(), s.size(), reinterpret_cast<const uint8_t*>(s.data()));
+    h.digest(ctx.data(), d.size(), reinterpret_cast<uint8_t*>(d.data()));
+    return d;
 }
 
-std::string md5(const std::string& s) {
-    md5_ctx c;
-    md5_init(&c);
-    md5_update(&c, s.size(), reinterpret_cast<const uint8_t*>(s.data()));
-    uint8_t d[MD5_DIGEST_SIZE];
-    md5_digest(&c, sizeof d, d);
-    char hex[33];
-    for (int i = 0; i < 16; ++i) std::snprintf(hex + 2 * i, 3, "%02x", d[i]);
+std::string md5(const std::string& s) {  // as hex digits
+    const std::string d = hash(nettle_md5, s);
+    std::string hex(BASE16_ENCODE_LENGTH(d.size()), '\0');
+    base16_encode_update(hex.data(), d.size(), reinterpret_cast<const uint8_t*>(d.data()));
     return hex;
 }
 
@@ -49,7 +47,7 @@ std::string md5(const std::string& s) {
 std::string token(const std::string& user, const std::string& pw, const std::string& nonce,
                   const std::string& created, bool digest) {
     std::string type = digest ? "#PasswordDigest" : "#PasswordText";
-    std::string pass = digest ? b64(sha1(nonce + created + pw)) : pw;
+    std::string pass = digest ? b64(hash(nettle_sha1, nonce + created + pw)) : pw;
     return "<h xmlns:w=\"" + std::string(kNsWsse) + "\"><w:Security><w:UsernameToken><w:Username>" + user +
            "</w:Username><w:Password Type=\"x" + type + "\">" + pass + "</w:Password><w:Nonce>" + b64(nonce) +
            "</w:Nonce><Created>" + created + "</Created></w:UsernameToken></w:Security></h>";
