@@ -60,26 +60,35 @@ protected:
     }
 };
 
-TEST_F(CamUpgrade, ByteStreamTimingAndLog) {
-    // writes: bytes of each image write, the final (possibly empty) one included; tail: the log after the
-    // checksum line
+// A whole transfer and one stopped by SIGUSR2 at `signal` after its start (-1: while idle, before it; 0:
+// never): every byte written, every pause, the log. writes: bytes of each image write, the final (possibly
+// empty) one included; tail: the log after the checksum lines, whose line after the final write carries fixed
+// values.
+TEST_F(CamUpgrade, ByteStreamTimingLogAndStop) {
     // clang-format off
-    struct Case { uint32_t size; std::vector<size_t> writes; std::vector<std::string> tail; };
-    // clang-format on
-    const std::string p = "C1080B_upgrade_progress() progress ";
-    // The line after the final write carries fixed values, whatever was written.
+    struct Case { const char* name; uint32_t size; int64_t signal; std::vector<size_t> writes; std::vector<std::string> tail; };
+    const std::string p = "C1080B_upgrade_progress() progress ", block = "\t1024 written\n", last = "\t0 : 1024 written\n",
+        stop = "ptzsvr : ******************** stop upgrade received **********************\n";
     const Case cases[] = {
-        {0, {0}, {"\t0 : 1024 written\n", p + "100\n"}},
-        {1024, {1024, 0}, {p + "100\n", "\t1024 written\n", "\t0 : 1024 written\n"}},
-        {1500, {1024, 476}, {p + "68\n", "\t1024 written\n", "\t0 : 1024 written\n", p + "100\n"}},
+        {"empty", 0, 0, {0}, {last, p + "100\n"}},
+        {"one block", 1024, 0, {1024, 0}, {p + "100\n", block, last}},
+        {"a block and 476 bytes", 1500, 0, {1024, 476}, {p + "68\n", block, last, p + "100\n"}},
+        {"stop in the first wait", 4096, 3000000, {}, {stop}},
+        {"stop in the last wait", 4096, kHandshakeUs - 1, {}, {stop}},
+        {"stop while idle", 4096, -1, {}, {stop}},
+        {"stop during the first block", 4096, kHandshakeUs + 50000, {1024}, {p + "25\n", block, stop}},
+        {"stop during the third block", 4096, kHandshakeUs + 2 * kBlockStepUs + 5, {1024, 1024, 1024}, {p + "25\n", block, p + "50\n", block, p + "75\n", block, stop}},
     };
+    // clang-format on
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.size);
+        SCOPED_TRACE(c.name);
         restart();
+        if (c.signal) board.queue_signal(board.now() + std::max<int64_t>(c.signal, 0), kSigUsr2);
+        if (c.signal < 0) d->run_once(), board.clear_calls();
         const Bytes image = image_of(c.size);
         const unsigned sum = std::accumulate(image.begin(), image.end(), 0u) % 256;
         const int64_t t0 = board.now();
-        ASSERT_EQ(upgrade(request(c.size, image)), 0);
+        ASSERT_EQ(upgrade(request(c.size, image)), c.signal ? -1 : 0);
 
         std::vector<Bytes> expected = handshake(c.size);
         std::vector<uint32_t> waits = {kSettleUs, kFrameUs};
@@ -94,6 +103,10 @@ TEST_F(CamUpgrade, ByteStreamTimingAndLog) {
                          {kSettleUs, n == 1024 ? kBlockUs : kPauseUs});  // 476 bytes: the 0.1 s floor
             at += n;
         }
+        if (!c.signal) {
+            expected.push_back({static_cast<uint8_t>(sum), 0x65, 0x00});
+            waits.insert(waits.end(), {kSettleUs, kTrailerUs});
+        }
         std::vector<std::string> log = {"cam_upgrade start, size " + std::to_string(c.size) + "\n", p + "1\n",
                                         "start code sent\n"};
         for (int i = 0; i < 10; ++i) log.push_back("\twait count " + std::to_string(i) + "\n");
@@ -106,48 +119,14 @@ TEST_F(CamUpgrade, ByteStreamTimingAndLog) {
         log.insert(log.end(),
                    {"ptzsvr : start to send " + std::to_string(c.size) + " bytes, chksum is 00\n", line});
         log.insert(log.end(), c.tail.begin(), c.tail.end());
-        expected.push_back({static_cast<uint8_t>(sum), 0x65, 0x00});
-        waits.insert(waits.end(), {kSettleUs, kTrailerUs});
 
         EXPECT_EQ(writes(), expected);
         EXPECT_EQ(sleeps(), waits);
         EXPECT_EQ(board.now() - t0, std::accumulate(waits.begin(), waits.end(), int64_t{0}));
         for (std::string& l : log) l = "[cam_upgrade]" + l;
         EXPECT_EQ(upgrade_logs(), log);
-    }
-}
-
-TEST_F(CamUpgrade, Sigusr2StopsAtTheNextCheck) {
-    // at: after the start of the upgrade; -1: while idle, before it
-    // clang-format off
-    struct Case { const char* name; int64_t at; uint32_t size; size_t blocks_sent; };
-    // clang-format on
-    const Case cases[] = {
-        {"in the first wait", 3000000, 4096, 0},
-        {"in the last wait", kHandshakeUs - 1, 4096, 0},
-        {"while idle", -1, 4096, 0},
-        {"during the first block", kHandshakeUs + 50000, 4096, 1},
-        {"during the third block", kHandshakeUs + 2 * kBlockStepUs + 5, 4096, 3},
-        {"an empty image", 3000000, 0, 0},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        restart();
-        board.queue_signal(board.now() + std::max<int64_t>(c.at, 0), kSigUsr2);
-        if (c.at < 0) d->run_once();
-        const Bytes image = image_of(c.size);
-        const int64_t t0 = board.now();
-        EXPECT_EQ(upgrade(request(c.size, image)), -1);
-        EXPECT_EQ(board.now() - t0, kHandshakeUs + static_cast<int64_t>(c.blocks_sent) * kBlockStepUs);
-        const auto w = writes();
-        ASSERT_EQ(w.size(), 5 + c.blocks_sent);
-        EXPECT_EQ(std::vector<Bytes>(w.begin(), w.begin() + 5), handshake(c.size));
         EXPECT_EQ(d->stop_coc_upgrade, 0);
-        EXPECT_TRUE(logged("PTZSVR : stop coc upgrade\n"));
-        EXPECT_TRUE(logged(
-            "[cam_upgrade]ptzsvr : ******************** stop upgrade received **********************\n"));
-        EXPECT_FALSE(logged("[cam_upgrade]C1080B_upgrade_progress() progress 100\n"));
-        EXPECT_EQ(upgrade(request(c.size, image)), 0);  // the stop was used up
+        EXPECT_EQ(c.signal ? upgrade(request(c.size, image)) : 0, 0);  // a stop is used up
     }
 }
 

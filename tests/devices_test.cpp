@@ -1,8 +1,11 @@
-#include "devices/inos_v900.h"
-
+// The sensor and switch devices: the INOS-V900's switch and sensor reads and its report words, the
+// SMARTFARM's accumulating movement word and its status dump. The reply reader itself is the serial tests';
+// the report's meaning the cross-check's.
 #include <map>
 
 #include "core/report.h"
+#include "devices/inos_v900.h"
+#include "protocols/drivers.h"
 #include "protocols/rs485/pelco_d.h"
 #include "tests/scripted_line.h"
 
@@ -20,9 +23,12 @@ Bytes ext(uint8_t type, Bytes data, uint8_t status = 0) {
     return f;
 }
 
-class InosV900 : public DaemonTest {
+// The INOS-V900 on channel 3 at address 1; SMARTFARM, which no model_id selects, is called as the dispatcher
+// would, on the same port at address 9 (channel 0's line settings).
+class Devices : public DaemonTest {
 protected:
     void SetUp() override {
+        channel(0, 2, 0x1600, 9);
         channel(3, 2, 0x901, 1);
         start();
     }
@@ -40,21 +46,17 @@ protected:
         const auto r = board.find("ioctl", "/dev/con2rec");
         return r.empty() ? Bytes{} : r.back()->data;
     }
+    void smartfarm(Bytes cmd) {
+        cmd.resize(kMinCommandBuffer, 0);
+        PTZAction_SMARTFARM(*d, 2, 9, cmd.data());
+    }
 };
 
-TEST_F(InosV900, PresetsAskForTheSwitchesOnTimeLateNoisyCorruptTwiceOrNever) {
-    const Bytes good = ext(0x9B, {0, 0, 0x12, 0x34});
-    Bytes bad = good, noisy{0xFF, 0x01, 0x00, 0x9A, 0xFF};
-    bad[10] ^= 1;
-    noisy.insert(noisy.end(), good.begin(), good.end());
+TEST_F(Devices, InosPresetsAskForTheSwitchesOnTimeLateOrNever) {
     const std::pair<Script, uint32_t> rows[] = {
-        {{{20000, good}}, 0x1234},
-        {{{20000, noisy}}, 0x1234},
-        {{{20000, good}, {20000, ext(0x9B, {0, 0, 0x56, 0x78})}}, 0x1234},
-        {{{20000, bad}}, 0},
-        {{{950000, good}}, 0},
+        {{{20000, ext(0x9B, {0, 0, 0x12, 0x34})}}, 0x1234},
+        {{{950000, ext(0x9B, {0, 0, 0x12, 0x34})}}, 0},
         {{}, 0},
-        {stream(2000000, Bytes(11, 0xFF)), 0},
     };
     for (const auto& [script, switches] : rows) {
         d->drv = {};
@@ -76,7 +78,7 @@ TEST_F(InosV900, PresetsAskForTheSwitchesOnTimeLateNoisyCorruptTwiceOrNever) {
     EXPECT_TRUE(logged("INOS msg_id[e014],action[0],addr[1],x[7],y[1]"));
 }
 
-TEST_F(InosV900, AbsoluteFramesAndTheStoredReport) {
+TEST_F(Devices, InosAbsoluteFramesAndTheStoredReport) {
     handle(3, CmdBuilder(0xE0A4, 3).pos(999, static_cast<uint32_t>(-300), 20));
     handle(3, CmdBuilder(0xE0A4, 3).pos(0, 0x1FF, static_cast<uint32_t>(-2)));
     EXPECT_EQ(writes(), (std::vector<Bytes>{ext(0xA1, {0, 0, 0x01, 0x2C}), ext(0xB1, {0, 0, 0x00, 0x14}),
@@ -88,7 +90,7 @@ TEST_F(InosV900, AbsoluteFramesAndTheStoredReport) {
     EXPECT_TRUE(logged("(inosv900_send_switch_status) size : 24, (00000000:00000000:00000000)\n"));
 }
 
-TEST_F(InosV900, SensorPollLogsChangesAndPacksTheReportWords) {
+TEST_F(Devices, InosSensorPollLogsChangesAndPacksTheReportWords) {
     std::map<uint8_t, Bytes> answers = {
         {0x9B, ext(0x9B, {0, 0x07, 0x00, 0x05})}, {0xAB, ext(0xAB, {0, 0, 0x00, 0xFA})},
         {0xBB, ext(0xBB, {0, 0, 0x01, 0x02})},    {0xE1, ext(0xE1, {0, 0, 0, 0x33})},
@@ -123,9 +125,7 @@ TEST_F(InosV900, SensorPollLogsChangesAndPacksTheReportWords) {
         handle(3, CmdBuilder(0xE0A6, 3));
         EXPECT_EQ(report(), bytes(build_report(0, 3, 0, r.words[0], r.words[1], r.words[2])));
     }
-}
-
-TEST_F(InosV900, FirmwareVersion) {
+    // The firmware version, in time and too late.
     answer({{0x8B, ext(0x8B, {1, 2, 3, 0, 0, 42})}});
     EXPECT_EQ(INOSV900_check_fw_version(*d, 2, 1), 42);
     EXPECT_EQ(writes(), std::vector<Bytes>{ext(0x83, {})});
@@ -133,6 +133,64 @@ TEST_F(InosV900, FirmwareVersion) {
     silence(board, *d);
     answer({{0x8B, ext(0x8B, {1, 2, 3, 0, 0, 42})}}, 1200000);  // more than 0.9 s after the wait began
     EXPECT_EQ(INOSV900_check_fw_version(*d, 2, 1), 0);
+}
+
+Bytes pd(uint16_t word, uint8_t d1, uint8_t d2) { return bytes(pelcod_frame(9, word, d1, d2)); }
+
+TEST_F(Devices, SmartfarmWordAccumulatesUntilAStop) {
+    const std::pair<std::vector<Bytes>, std::vector<Bytes>> rows[] = {
+        {{mv(0x30, 0x50)}, {pd(0x0C, 0x10, 0x10)}},
+        {{mv(0x20, 0x40), mv(0x40, 0x30)}, {pd(0x04, 0x20, 0), pd(0x14, 0x20, 0x10)}},  // down keeps the pan
+        {{mv(0x20, 0x40), mv(0x50, 0x40)}, {pd(0x04, 0x20, 0), pd(0x06, 0x10, 0)}},     // left, right: both
+        {{mv(0x20, 0x40), mv(63, 63)}, {pd(0x04, 0x20, 0), pd(0x04, 0x20, 0)}},  // on a diagonal: no change
+        {{mv(0x70, 0, 1)}, {pd(0x25, 0, 3), pd(0x20, 0, 0)}},
+        {{mv(0x40, 0, 1)}, {pd(0x25, 0, 0), pd(0x40, 0, 0)}},
+        {{mv(0x50, 0, 2)}, {pd(0x27, 0, 1), pd(0x100, 0, 0)}},
+        {{mv(0x20, 0x40), mv(0x00, 0, 2)}, {pd(0x04, 0x20, 0), pd(0x27, 0, 4), pd(0x84, 0x20, 0)}},
+        {{mv(0x20, 0x40), mv(0x40, 0, 3)}, {pd(0x04, 0x20, 0), pd(0x400, 0, 0)}},  // iris replaces the word
+        {{mv(0x41, 0, 3)}, {pd(0x200, 0, 0)}},
+        {{mv(0x20, 0x40, 0, 1), mv(0x40, 0x60)}, {pd(0x04, 0x20, 0), pd(0, 0, 0), pd(0x08, 0, 0x20)}},
+        {{mv(0x20, 0x40), mv(0x10, 0x10, 5)}, {pd(0x04, 0x20, 0), pd(0x04, 0x20, 0)}},  // no such action
+        {{mv(0x20, 0x40), CmdBuilder(0xE013), mv(0x40, 0x60)},
+         {pd(0x04, 0x20, 0), pd(0, 0, 0), pd(0x08, 0, 0x20)}},
+        {{CmdBuilder(0xE014).arg16(3)}, {}},
+    };
+    for (const auto& [cmds, frames] : rows) {
+        d->drv = {};
+        board.clear_calls();
+        for (const Bytes& c : cmds) smartfarm(c);
+        EXPECT_EQ(writes(), frames);
+    }
+    EXPECT_TRUE(logged("SMARTFARM : msg_id[e014],action[0],addr[9],x[3],y[0]"));
+    smartfarm(mv(0x40, 0, 3));
+    EXPECT_TRUE(logged("IRIS close\n"));
+    EXPECT_EQ(count_sleeps(35000), 1u);
+}
+
+// What is logged from the rlen line on: the dump of what the reader collected after a stop.
+TEST_F(Devices, SmartfarmStatusAfterAStop) {
+    const Bytes status{0xFF, 0x09, 0x00, 0x00, 0x12, 0x34, 0x4F};
+    Bytes noisy{0x01, 0x02};
+    noisy.insert(noisy.end(), status.begin(), status.end());
+    std::string zeros;
+    for (int i = 0; i < 20; ++i) zeros += "00 ";
+    const std::pair<Script, std::string> rows[] = {
+        {{{20000, status}}, "SMARTFARM : rlen is 0\n"},  // found at 0: nothing dumped
+        {{{20000, noisy}}, "SMARTFARM : rlen is 2\nff 09 "},
+        {{{20000, Bytes(noisy.begin() + 1, noisy.end())}}, "SMARTFARM : rlen is 1\nff "},
+        {{{20000, {0xFF, 0x09, 0x00}}}, "SMARTFARM : rlen is 3\n00 00 00 "},  // short: zeros behind the count
+        {stream(3000000, {0x55}), "SMARTFARM : rlen is 128\n" + zeros},       // keeps sending: 128, 20 dumped
+    };
+    for (const auto& [script, tail] : rows) {
+        answer_writes(board, script);
+        const int64_t t0 = board.now();
+        smartfarm(CmdBuilder(0xE013));
+        EXPECT_EQ(writes(), std::vector<Bytes>{pd(0, 0, 0)});
+        EXPECT_LE(board.now() - t0, 10000 + 35000 + 2000000);
+        const std::string text = log_text(board);
+        EXPECT_EQ(text.substr(std::min(text.find("SMARTFARM : rlen"), text.size())), tail);
+        silence(board, *d);
+    }
 }
 
 }  // namespace
