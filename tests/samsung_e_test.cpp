@@ -21,11 +21,7 @@ TEST_F(SamsungE, Commands) {
         // but the A0 (0x204 here)
         {mv(0, 0xFF, 0, 1), {{0xA0, 0xFE, 0x01, 0x01, 0x00, 0x05, 0x40, 0xBF, 0xFB},
                              {0xA0, 0xFE, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0xFF}}},
-        // the diagonals just outside the 48..80 band; 48 and 80 are inside it (other protocols would move
-        // diagonally): the stronger axis moves alone; ties inside it are a stop
-        {mv(47, 81), {ctl(0x05, 17, 17)}}, {mv(81, 47), {ctl(0x0A, 17, 17)}}, {mv(50, 50), {stop}},
-        {mv(48, 30), {ctl(0x08, 0, 34)}}, {mv(80, 100), {ctl(0x04, 0, 36)}}, {mv(50, 78), {stop}},
-        // stop; no clear preset (go to and store are the cross-check's)
+        // stop; no clear preset (moves, go to and store are the cross-check's)
         {CmdBuilder(0xE013), {stop}}, {CmdBuilder(0xE022).action(7), {}},
         // menu enter, escape, exit, menu on and off; every other aux code c is (c + 13) mod 256
         {aux(730, false), {key(0x18, 0xFF)}}, {aux(731, true), {key(0x17, 0)}},
