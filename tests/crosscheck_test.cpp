@@ -45,6 +45,7 @@ Want CLR(int n) { return V(Kind::clear_preset, n); }
 Want ON(int n) { return V(Kind::aux_on, n); }
 Want OFF(int n) { return V(Kind::aux_off, n); }
 Want MENU(const char* text) { return {Kind::menu, 0, 0, kAny, {}, text}; }
+Want OTHER(const char* text) { return {Kind::other, 0, 0, kAny, {}, text}; }
 Want POS(uint32_t p, uint32_t t, uint32_t z) { return {Kind::set_position, 0, 0, kAny, {p, t, z}}; }
 Want at(Want w, int address) { return w.address = address, w; }
 const Want S{Kind::stop}, O{Kind::other};
@@ -507,6 +508,21 @@ std::vector<Want> scandome_aux(int v, bool on) {
     return {};
 }
 
+// SPD: patterns, the menu keys and autofocus; nothing else.
+std::vector<Want> spd_aux(int v, bool on) {
+    switch (v) {
+        case 110: return {OTHER(on ? "set pattern start" : "set pattern stop")};
+        case 111: return {OTHER("run pattern")};
+        case 595: return {MENU(on ? "menu on" : "menu off")};
+        case 730: return {MENU("menu enter")};
+        case 731: return {MENU("menu escape")};
+        case 740: return {MENU("menu off")};
+        case 900: return {OTHER("autofocus on or off")};
+        case 902: return {OTHER("one-shot autofocus")};
+        default: return {};
+    }
+}
+
 TEST_F(CrossCheck, AuxTableSweep) {
     struct Table {
         Line line;
@@ -528,6 +544,7 @@ TEST_F(CrossCheck, AuxTableSweep) {
         {{"f2e", 0x2300}, ez_aux<false>, all},
         {{"scandome", 0x802}, scandome_aux<false>, all},
         {{"scandome2", 0x804}, scandome_aux<true>, all},
+        {{"spd", 0x1900}, spd_aux, all},
     };
     for (const Table& t : tables) {
         std::vector<Row> rows;

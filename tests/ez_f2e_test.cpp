@@ -41,10 +41,6 @@ TEST_F(Wkc, FramesAndTheSharedSpeedPair) {
         {&kEz, {mv(0x30, 0x48), CmdBuilder(0xE013), mv(0x20, 0, 2)}, {{0, 0x90, 0x88}, {0, 0, 0}, {0x08, 0, 0}}},
         {&kF2e, {mv(0x40, 0, 2), mv(0x40, 0, 3), mv(0x41, 0, 3), mv(0x30, 0x30, 9), CmdBuilder(0xE013)},
          {{0, 0, 0}, {0x82, 0, 0}, {0x81, 0, 0}, {0, 0, 0}, {0, 0, 0}}},
-        {&kEz, {CmdBuilder(0xE014).arg16(300), CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)},
-         {{0x81, 0x2C, 0}, {0x84, 0x05, 0}, {0x83, 0x07, 0}}},
-        {&kF2e, {CmdBuilder(0xE014).arg16(300), CmdBuilder(0xE020).action(0x105), CmdBuilder(0xE022).action(7)},
-         {{0x11, 0x2C, 0}, {0x15, 0x05, 0}, {0x16, 0x07, 0}}},
         {&kEz, {CmdBuilder(0xE0A0).action(0x1C2).xy(3, 4), CmdBuilder(0xE0AA)}, {{0xC2, 3, 4}}},  // WKC keyboard
     };
     // clang-format on
