@@ -145,6 +145,7 @@ TEST_F(Inos, PanAnswerOnTimeLateNoisyTwiceOrNever) {
         ASSERT_EQ(reports.size(), 1u);
         EXPECT_EQ(reports[0]->data, bytes(build_report(0, 2, 0, r.pan, 0, 0)));
         EXPECT_NE(log_text(board).find(r.dump), std::string::npos) << r.dump;
+        EXPECT_TRUE(logged(" tilt : 0\n"));
         silence(board, *d);
     }
     // A silent head holds the loop for its wait only: two queries queued together are both served.

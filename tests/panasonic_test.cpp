@@ -48,6 +48,8 @@ TEST_F(Panasonic, Commands) {
         SCOPED_TRACE(i);
         expect(cases[i].first, cases[i].second);
     }
+    handle(0, mv(0x20, 0x40));
+    EXPECT_TRUE(logged("pan_spd : 32, 8\n"));  // the distance and the digit
 }
 
 TEST_F(Panasonic, StorePresetPastTheTableIsRefusedWithALogLine) {
