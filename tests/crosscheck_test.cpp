@@ -249,6 +249,7 @@ std::pair<int, int> three_byte_speeds(int dx, int dy, int pan, int tilt) {
     const int p = dx / 8, t = dy / 8, data = (pan && tilt ? t * 8 | p : pan ? p : t * 8) & 0x3F;
     return {data & 7, data >> 3 & 7};
 }
+// Letter-command: four times each distance.
 std::pair<int, int> times_four(int dx, int dy, int, int) { return {dx * 4 & 0xFC, dy * 4 & 0xFF}; }
 // SPD variant: 56 and more as 64.
 std::pair<int, int> shaped(int dx, int dy, int, int) { return {dx >= 56 ? 64 : dx, dy >= 56 ? 64 : dy}; }
