@@ -32,7 +32,8 @@ struct Want {
     int value = kAny;
     uint32_t pos[3] = {};
     const char* text = nullptr;
-    int address = kAny;  // kAny: the camera's own
+    int address = kAny;                       // kAny: the camera's own
+    int pan_speed = kAny, tilt_speed = kAny;  // of a move, as the frame carries them
 };
 Want M(int pan, int tilt) { return {Kind::move, pan, tilt}; }
 Want V(Kind k, int v) { return {k, 0, 0, v}; }
@@ -44,6 +45,7 @@ Want CLR(int n) { return V(Kind::clear_preset, n); }
 Want ON(int n) { return V(Kind::aux_on, n); }
 Want OFF(int n) { return V(Kind::aux_off, n); }
 Want MENU(const char* text) { return {Kind::menu, 0, 0, kAny, {}, text}; }
+Want OTHER(const char* text) { return {Kind::other, 0, 0, kAny, {}, text}; }
 Want POS(uint32_t p, uint32_t t, uint32_t z) { return {Kind::set_position, 0, 0, kAny, {p, t, z}}; }
 Want at(Want w, int address) { return w.address = address, w; }
 const Want S{Kind::stop}, O{Kind::other};
@@ -117,6 +119,12 @@ protected:
             EXPECT_EQ(f.tilt_dir, w.tilt);
             EXPECT_TRUE(f.pan == 0 || sign(f.pan) == f.pan_dir) << f.pan;
             EXPECT_TRUE(f.tilt == 0 || sign(f.tilt) == f.tilt_dir) << f.tilt;
+            if (w.pan && w.pan_speed != kAny) {
+                EXPECT_EQ(f.pan, w.pan * w.pan_speed);
+            }
+            if (w.tilt && w.tilt_speed != kAny) {
+                EXPECT_EQ(f.tilt, w.tilt * w.tilt_speed);
+            }
             if (w.value != kAny) {
                 EXPECT_EQ(f.value, w.value);
             }
@@ -178,13 +186,19 @@ protected:
 
 // The pan/tilt decision from the joystick's words. `regions`: a dead band around the centre, the four
 // diagonals, then the stronger axis by the two diagonals through the centre; `axes`: each axis on its own
-// against the dead band; `stronger`: the stronger axis alone, no dead band.
+// against the dead band; `stronger`: the stronger axis alone, no dead band. `speeds`: what the frame carries
+// for a moving axis, from the distances of x and y to the centre and the decision; `lens`: the zoom (key 1)
+// or focus (key 2) speed a lens frame carries at x, -1 for none, kAny where no lens frame is looked at.
 using Reference = std::pair<int, int>(int x, int y);
+using Speeds = std::pair<int, int>(int dx, int dy, int pan, int tilt);
+using LensSpeed = int(int key, int x);
 struct Decision {
     enum Rule : uint8_t { regions, axes, stronger, none } rule = regions;
     int lo = 62, hi = 66;                                            // the dead band
     enum Nowhere : uint8_t { stop, repeat, silent } nowhere = stop;  // a move that points nowhere
     Reference* own = nullptr;                                        // a protocol's own rule
+    Speeds* speeds = nullptr;
+    LensSpeed* lens = nullptr;
 };
 std::pair<int, int> reference(int x, int y, const Decision& r) {
     if (r.own) return r.own(x, y);
@@ -206,6 +220,69 @@ std::pair<int, int> inos(int x, int y) {
     return {dx < 0 ? -1 : 1, 0};
 }
 
+// The speeds of a move, each protocol by its own rule.
+std::pair<int, int> distance(int dx, int dy, int, int) { return {dx, dy}; }
+template <int S>
+std::pair<int, int> fixed(int, int, int, int) {
+    return {S, S};
+}
+// Panasonic: a quarter of the distance, one hex digit.
+std::pair<int, int> quarter_digit(int dx, int dy, int, int) {
+    return {std::min(dx / 4, 15), std::min(dy / 4, 15)};
+}
+// AutoDome: a quarter of the distance; the pan speed's 5-bit field keeps four bits in the 7-bit bytes.
+std::pair<int, int> autodome_speeds(int dx, int dy, int, int) { return {dx / 4 & 0xF, dy / 4}; }
+// Vicon: 16 per step, in 11 bits.
+std::pair<int, int> vicon_speeds(int dx, int dy, int, int) { return {dx * 16 & 0x7FF, dy * 16 & 0x7FF}; }
+// HUNT: one speed for both, four times the larger distance, never 0 and at most 239.
+std::pair<int, int> hunt_speeds(int dx, int dy, int, int) {
+    const int s = std::max(dx, dy) * 4 & 0xFC;
+    return {s ? std::min(s, 239) : 1, s ? std::min(s, 239) : 1};
+}
+// STX-framed: fast from 31 on, judged by the pan distance unless the move is up or down alone.
+std::pair<int, int> two_step(int dx, int dy, int pan, int) {
+    const int s = (pan ? dx : dy) >= 31;
+    return {s, s};
+}
+// Three-byte: an eighth of each distance, the tilt's from bit 3, OR-ed into one 6-bit field.
+std::pair<int, int> three_byte_speeds(int dx, int dy, int pan, int tilt) {
+    const int p = dx / 8, t = dy / 8, data = (pan && tilt ? t * 8 | p : pan ? p : t * 8) & 0x3F;
+    return {data & 7, data >> 3 & 7};
+}
+// Letter-command: four times each distance.
+std::pair<int, int> times_four(int dx, int dy, int, int) { return {dx * 4 & 0xFC, dy * 4 & 0xFF}; }
+// SPD variant: 56 and more as 64.
+std::pair<int, int> shaped(int dx, int dy, int, int) { return {dx >= 56 ? 64 : dx, dy >= 56 ? 64 : dy}; }
+// ScanDome: an eighth of the distance, at least one step.
+std::pair<int, int> eighth(int dx, int dy, int, int) { return {std::max(dx / 8, 1), std::max(dy / 8, 1)}; }
+
+int dist(int x) { return std::abs(x - 0x40); }
+int raw_lens(int, int x) { return x != 0x40 ? dist(x) : kAny; }
+// Panasonic: the nibble, high side (x - 64) / 16 (0 is the stop), low side (64 - x) / 16 OR 4, spoken as
+// its low two bits. From x = 128 on the high side's nibbles are the low side's.
+int nibble_lens(int, int x) {
+    if (x == 0x40 || x >= 0x80 || (x > 0x40 && dist(x) < 16)) return kAny;
+    return x > 0x40 ? dist(x) / 16 : (dist(x) / 16 | 4) & 3;
+}
+// AutoDome: zoom (x - 64) AND 0x78, doubled, 0x7F from bit 7 on; focus none of its own.
+int autodome_lens(int key, int x) {
+    const int z = (dist(x) & 0x78) * 2;
+    return x == 0x40 ? kAny : key == 1 ? (z & 0x80 ? 0x7F : z) : 0;
+}
+int spd_lens(int key, int x) { return x == 0x40 ? kAny : key == 1 ? dist(x) / 8 : 0x40; }
+int eighth_lens(int, int x) { return x == 0x40 ? kAny : dist(x) / 8; }
+int srx_lens(int, int x) { return x == 0x40 ? kAny : 4; }
+int two_step_lens(int, int x) { return x == 0x40 ? kAny : dist(x) >= 31; }
+// Letter-command: four times the distance below the centre, four times x above it.
+int letter_lens(int, int x) { return x <= 0x40 ? dist(x) * 4 & 0xFF : x * 4 & 0xFC; }
+// HUNT: four times the distance, never 0, at most 239.
+int hunt_lens(int, int x) {
+    const int s = dist(x) * 4 & 0xFF;
+    return x == 0x40 ? kAny : s ? std::min(s, 239) : 1;
+}
+// EZ and F2E: an eighth of the distance, at most 7; no focus speed.
+int ez_lens(int key, int x) { return x == 0x40 ? kAny : key == 1 ? std::min(dist(x) / 8, 7) : -1; }
+
 // Each protocol once, with what sets it apart: its move decision, its lens keys (per key, what x = 0, 32,
 // 63, 64, 65, 80 and 127 ask for: '-' wide/near/close, '+' tele/far/open, '0' a stop, '.' no lens frame,
 // '?' left open; no string: other keys resend the last word), its preset operations (go to, store, clear,
@@ -225,39 +302,39 @@ const char *const kPlain = "----+++", *const kStopped = "---0+++", *const kNone 
 const std::vector<int> kByte = {0, 1, 255};
 // clang-format off
 const Proto kProtos[] = {
-    {{"pelco-d", 0x1600}, {}, {kPlain, kPlain, kPlain}, "gsc", {0, 1, 127, 255}},
-    {{"pelco-d-tvi", 0x1600, 5, 5, 3}, kAxes, {kPlain, "++++---", kPlain}, "", kByte},
-    {{"pelco-p", 0x1601}, {}, {kStopped, "+++0---", kNone}, "gsc", {1, 2, 31, 32}},
-    {{"samsung-e", 0x1904}, {.lo = 48, .hi = 80}, {kStopped, kStopped, kNone}, "gs", kByte},
-    {{"panasonic", 0x1602}, {}, {"---00++", "---00++", kNo}, "g256s156", {0, 1, 9, 10, 99}, {go(1), {O, GO(1)}}},
-    {{"autodome", 0x200}, {}, {kStopped, kStopped, kPlain}, "gs", {0, 1, 255, 256, 257, 0x1234}},
+    {{"pelco-d", 0x1600}, {.speeds = distance}, {kPlain, kPlain, kPlain}, "gsc", {0, 1, 127, 255}},
+    {{"pelco-d-tvi", 0x1600, 5, 5, 3}, {.rule = Decision::axes, .speeds = fixed<0x24>}, {kPlain, "++++---", kPlain}, "", kByte},
+    {{"pelco-p", 0x1601}, {.speeds = distance, .lens = raw_lens}, {kStopped, "+++0---", kNone}, "gsc", {1, 2, 31, 32}},
+    {{"samsung-e", 0x1904}, {.lo = 48, .hi = 80, .speeds = distance}, {kStopped, kStopped, kNone}, "gs", kByte},
+    {{"panasonic", 0x1602}, {.speeds = quarter_digit, .lens = nibble_lens}, {"---00++", "---00++", kNo}, "g256s156", {0, 1, 9, 10, 99}, {go(1), {O, GO(1)}}},
+    {{"autodome", 0x200}, {.speeds = autodome_speeds, .lens = autodome_lens}, {kStopped, kStopped, kPlain}, "gs", {0, 1, 255, 256, 257, 0x1234}},
     {{"autodome", 0x201}, {}, {kStopped, kStopped, kNone}, "gs", {1, 256, 0xFFFF}},
     {{"vcc4", 0x300}, kAxes, {kPlain, "---.+++", kNo}, "gs"},  // opens every command to all heads (address 0)
-    {{"vicon", 0x2202}, kAxes, {kStopped, kStopped, kPlain}, "gs", {0, 1, 15, 16, 0x23, 255}},
+    {{"vicon", 0x2202}, {.rule = Decision::axes, .speeds = vicon_speeds}, {kStopped, kStopped, kPlain}, "gs", {0, 1, 15, 16, 0x23, 255}},
     {{"hikc", 0x808, -1, 5}, {.nowhere = Decision::repeat}, {kPlain, kPlain, kPlain}, "gsc"},
     {{"hda", 0x809, -1, 5}, {}, {kPlain, kPlain, kPlain}, "gs"},
     {{"c1080b", 0x2302}, {}, {kPlain, "++++---", kPlain}, "sc", kByte, {set(1), {SET(1)}}},
     {{"ptc107", 0x1600, 5, 2, 0, PTC107_PTZ}, {}, {kStopped, kStopped, kNo}, "", kByte},
     {{"ptc203", 0x1600, 5, 2, 0, PTC203_PTZ}, {}, {kStopped, kStopped, kNo}},
-    {{"ez", 0x1400}, {.rule = Decision::axes, .lo = 64, .hi = 64}, {kStopped, kStopped, kPlain}, "gsc", {0, 1, 255, 256, 0x123, 0xFFF}},
-    {{"f2e", 0x2300}, {.rule = Decision::axes, .lo = 64, .hi = 64}, {kStopped, kStopped, kPlain}, "gsc", {0, 1, 256, 0xFFF}},
+    {{"ez", 0x1400}, {.rule = Decision::axes, .lo = 64, .hi = 64, .speeds = distance, .lens = ez_lens}, {kStopped, kStopped, kPlain}, "gsc", {0, 1, 255, 256, 0x123, 0xFFF}},
+    {{"f2e", 0x2300}, {.rule = Decision::axes, .lo = 64, .hi = 64, .speeds = distance, .lens = ez_lens}, {kStopped, kStopped, kPlain}, "gsc", {0, 1, 256, 0xFFF}},
     {{"orx1000", 0x1500, 123}, {.own = orx1000}, {kPlain, kPlain, kNo}, "", {0, 1, 9, 10, 99, 100, 123, 999}, {kStop, {S, S}}},
-    {{"hunt", 0x801}, {.rule = Decision::axes, .lo = 63, .hi = 65, .nowhere = Decision::silent}, {"---.+++", "---.+++", kPlain}, "gs", {0, 1, 31, 32, 1023}, {go(1), {GO(1)}}},
-    {{"inos", 0x900}, {.own = inos}, {kPlain, nullptr, nullptr}, "", kByte, {CmdBuilder(0xE0A6), {S}}},
+    {{"hunt", 0x801}, {.rule = Decision::axes, .lo = 63, .hi = 65, .nowhere = Decision::silent, .speeds = hunt_speeds, .lens = hunt_lens}, {"---.+++", "---.+++", kPlain}, "gs", {0, 1, 31, 32, 1023}, {go(1), {GO(1)}}},
+    {{"inos", 0x900}, {.own = inos, .speeds = fixed<0x30>}, {kPlain, nullptr, nullptr}, "", kByte, {CmdBuilder(0xE0A6), {S}}},
     {{"inos-v900", 0x901}, kNoSweep, {}, "gs", kByte, {go(1), {GO(1), V(Kind::query_other, kAny)}}},
     {{"smartfarm", 0x1600, 5, 2, 0, PTZAction_SMARTFARM}, {}, {kPlain, "++++---", kPlain}, "", kByte},
     {{"c1080pt", 0x302}, kNoSweep, {kPlain, kPlain, kPlain}, "gsc", kByte, {go(1), {GO(1)}}},
     {{"c1080pt-wonwoo", 0x303}, kNoSweep, {kPlain, kPlain, kPlain}, "gsc", kByte, {aux(1), {ON(1)}}},
     {{"sj", 0x1903}, {.rule = Decision::stronger}, {kStopped, kStopped, kNone}, "g23s15", kByte},
-    {{"srx-100b", 0x1901}, kAxes, {kStopped, kStopped, kNone}, "", kByte},
+    {{"srx-100b", 0x1901}, {.rule = Decision::axes, .speeds = fixed<0x3F>, .lens = srx_lens}, {kStopped, kStopped, kNone}, "", kByte},
     {{"adi", 0x100}, kNoSweep, {"---++++", "---++++", kPlain}, "g", kByte, {go(2), {GO(2)}}},
-    {{"stx-framed", 0x1200}, {}, {kStopped, kStopped, kNone}, "", kByte},
-    {{"three-byte", 0x1300}, {}, {kStopped, kStopped, kNone}, "g", {0, 1, 0x3F}},
-    {{"letter-command", 0x2200}, {}, {kPlain, kPlain, kNo}, "gs", {0, 1, 127, 128, 0x3FFF}, {go(1), {GO(1)}}},
-    {{"spd", 0x1900}, kAxes, {kStopped, kStopped, kNone}, "gsc", kByte},
-    {{"spd-variant", 0x2201}, kAxes, {kStopped, kStopped, kNone}, "gsc", kByte},
-    {{"scandome", 0x802}, kAxes, {"---?+++", "---?+++", nullptr}, "gsc", kByte, {set(1), {SET(1)}}},
-    {{"scandome2", 0x804}, {.rule = Decision::stronger}, {"---?+++", "---?+++", nullptr}, "", kByte},
+    {{"stx-framed", 0x1200}, {.speeds = two_step, .lens = two_step_lens}, {kStopped, kStopped, kNone}, "", kByte},
+    {{"three-byte", 0x1300}, {.speeds = three_byte_speeds}, {kStopped, kStopped, kNone}, "g", {0, 1, 0x3F}},
+    {{"letter-command", 0x2200}, {.speeds = times_four, .lens = letter_lens}, {kPlain, kPlain, kNo}, "gs", {0, 1, 127, 128, 0x3FFF}, {go(1), {GO(1)}}},
+    {{"spd", 0x1900}, {.rule = Decision::axes, .speeds = distance, .lens = spd_lens}, {kStopped, kStopped, kNone}, "gsc", kByte},
+    {{"spd-variant", 0x2201}, {.rule = Decision::axes, .speeds = shaped, .lens = eighth_lens}, {kStopped, kStopped, kNone}, "gsc", kByte},
+    {{"scandome", 0x802}, {.rule = Decision::axes, .speeds = eighth}, {"---?+++", "---?+++", nullptr}, "gsc", kByte, {set(1), {SET(1)}}},
+    {{"scandome2", 0x804}, {.rule = Decision::stronger, .speeds = fixed<7>}, {"---?+++", "---?+++", nullptr}, "", kByte},
 };
 // clang-format on
 
@@ -272,7 +349,10 @@ TEST_F(CrossCheck, MoveDecisionSweep) {
                 auto [pan, tilt] = reference(x, y, p.move);
                 if (p.move.nowhere == Decision::repeat && !pan && !tilt) std::tie(pan, tilt) = last;
                 last = {pan, tilt};
-                std::vector<Want> want{pan || tilt ? M(pan, tilt) : S};
+                Want w = pan || tilt ? M(pan, tilt) : S;
+                if (p.move.speeds)
+                    std::tie(w.pan_speed, w.tilt_speed) = p.move.speeds(dist(x), dist(y), pan, tilt);
+                std::vector<Want> want{w};
                 if (p.move.nowhere == Decision::silent && !pan && !tilt) want.clear();
                 rows.push_back({ms(x, y), want});
             }
@@ -299,6 +379,35 @@ TEST_F(CrossCheck, LensKeySweep) {
         }
         SCOPED_TRACE(p.line.model);
         check(p.line, rows, {Kind::zoom, Kind::focus, Kind::iris, Kind::stop});
+    }
+}
+
+// The number closing a frame's first clause ("zoom tele 3"), -1 when it has none.
+int spoken_speed(const Frame& f) {
+    const std::string_view m = std::string_view(f.meaning).substr(0, std::string_view(f.meaning).find(','));
+    const size_t at = m.find_last_not_of("0123456789");
+    return at + 1 < m.size() && m[at] == ' ' ? std::atoi(m.data() + at + 1) : -1;
+}
+
+// Zoom and focus speeds over every x: the first lens frame of the key's kind must carry the protocol's.
+TEST_F(CrossCheck, LensSpeedSweep) {
+    for (const Proto& p : kProtos) {
+        if (!p.move.lens) continue;
+        const ptzcam::Protocol* decoder = setup(p.line);
+        ASSERT_NE(decoder, nullptr);
+        for (uint16_t key = 1; key <= 2; ++key) {
+            const Kind k = key == 1 ? Kind::zoom : Kind::focus;
+            for (int x = 0; x <= 0xFF; ++x) {
+                const int want = p.move.lens(key, x);
+                if (want == kAny) continue;
+                const std::vector<Frame> got = run(p.line, *decoder, ms(static_cast<uint8_t>(x), 0x40, key));
+                const auto f =
+                    std::find_if(got.begin(), got.end(), [k](const Frame& g) { return g.kind == k; });
+                ASSERT_NE(f, got.end()) << p.line.proto << " key " << key << " x " << x << show(got);
+                EXPECT_EQ(spoken_speed(*f), want)
+                    << p.line.proto << " key " << key << " x " << x << show({*f});
+            }
+        }
     }
 }
 
@@ -368,6 +477,53 @@ std::vector<Want> autodome_aux(int v, bool on) {
     return {on ? ON(v) : OFF(v)};
 }
 
+// SRX-100B: outputs 1 to 4 and 150 on and off, the others on only; anything else goes out as an output off
+// that names none.
+std::vector<Want> srx_aux(int v, bool on) {
+    const bool both = (v >= 1 && v <= 4) || v == 150;
+    const bool on_only = (v >= 100 && v <= 103) || v == 151 || (v >= 200 && v <= 202);
+    return {both || (on && on_only) ? (on ? ON(v) : OFF(v)) : OFF(0)};
+}
+
+// EZ and F2E: aux 602 (EZ: off only), the menu keys, outputs 701 to 704, patterns, tours and scans by index.
+template <bool Ez>
+std::vector<Want> ez_aux(int v, bool on) {
+    const auto in = [&v](int lo, int hi) { return v >= lo && v <= hi; };
+    if ((v == 602 && !(Ez && on)) || in(701, 704)) return {on ? ON(v) : OFF(v)};
+    if (v == 595 || v == 730 || v == 731)
+        return {MENU(v == 595 ? "menu" : v == 730 ? "menu enter" : "menu escape")};
+    if (in(551, 558) || in(711, 718) || in(721, 728))
+        return {V(Kind::other, v - (v < 711 ? 550 : v < 721 ? 710 : 720))};
+    return {};
+}
+
+// ScanDome and scandome2: the menu keys, the outputs, tours (not scandome2) and scans by index.
+template <bool Two>
+std::vector<Want> scandome_aux(int v, bool on) {
+    const auto in = [&v](int lo, int hi) { return v >= lo && v <= hi; };
+    if (v == 595 || (v == 730 && !Two)) return {MENU(Two ? "menu" : "menu or enter")};
+    if (v == 730 || v == 731) return {MENU(v == 730 ? "menu enter" : "menu escape")};
+    if ((v == 602 && !Two) || in(701, 704)) return {on ? ON(v) : OFF(v)};
+    if (in(711, 718) && !Two) return {V(Kind::other, v - 710)};
+    if (in(721, 728)) return {V(Kind::other, v - 720)};
+    return {};
+}
+
+// SPD: patterns, the menu keys and autofocus; nothing else.
+std::vector<Want> spd_aux(int v, bool on) {
+    switch (v) {
+        case 110: return {OTHER(on ? "set pattern start" : "set pattern stop")};
+        case 111: return {OTHER("run pattern")};
+        case 595: return {MENU(on ? "menu on" : "menu off")};
+        case 730: return {MENU("menu enter")};
+        case 731: return {MENU("menu escape")};
+        case 740: return {MENU("menu off")};
+        case 900: return {OTHER("autofocus on or off")};
+        case 902: return {OTHER("one-shot autofocus")};
+        default: return {};
+    }
+}
+
 TEST_F(CrossCheck, AuxTableSweep) {
     struct Table {
         Line line;
@@ -379,9 +535,17 @@ TEST_F(CrossCheck, AuxTableSweep) {
     std::iota(low.begin(), low.end(), 0);
     low.insert(low.end(), {595, 730, 731});
     const Table tables[] = {
-        {{"pelco-d", 0x1600}, pelco_d_aux, all},  {{"c1080b", 0x2303}, c1080b_aux, all},
-        {{"c1080pt", 0x302}, c1080pt_aux, all},   {{"pelco-p", 0x1601}, pelco_p_aux, all},
+        {{"pelco-d", 0x1600}, pelco_d_aux, all},
+        {{"c1080b", 0x2303}, c1080b_aux, all},
+        {{"c1080pt", 0x302}, c1080pt_aux, all},
+        {{"pelco-p", 0x1601}, pelco_p_aux, all},
         {{"autodome", 0x200}, autodome_aux, low},
+        {{"srx-100b", 0x1901}, srx_aux, all},
+        {{"ez", 0x1400}, ez_aux<true>, all},
+        {{"f2e", 0x2300}, ez_aux<false>, all},
+        {{"scandome", 0x802}, scandome_aux<false>, all},
+        {{"scandome2", 0x804}, scandome_aux<true>, all},
+        {{"spd", 0x1900}, spd_aux, all},
     };
     for (const Table& t : tables) {
         std::vector<Row> rows;

@@ -37,11 +37,6 @@ inline Way diagonal_first(int x, int y) {
     return stronger(x, y);
 }
 
-// Each axis on its own: right above 66, left below 62, up above 66, down below 62 (bits 2, 4, 8, 10 hex).
-inline uint16_t axis_bits(int x, int y) {
-    return static_cast<uint16_t>((x > 66 ? 0x02 : x < 62 ? 0x04 : 0) | (y > 66 ? 0x08 : y < 62 ? 0x10 : 0));
-}
-
 struct Row {
     Bytes cmd;
     std::vector<Bytes> frames;
@@ -66,16 +61,6 @@ protected:
         for (const std::string& l : board.logs())
             if (l.find(text) != std::string::npos) return true;
         return false;
-    }
-    // Every x/y pair of the sweep as a pan/tilt move, each against the one
-    // frame `frame(x, y)`.
-    template <class F>
-    void sweep(int ch, F frame) {
-        for (uint8_t x : kSweep)
-            for (uint8_t y : kSweep) {
-                SCOPED_TRACE(testing::Message() << "x=" << int(x) << " y=" << int(y));
-                EXPECT_EQ(run(ch, mv(x, y)), std::vector<Bytes>{frame(x, y)});
-            }
     }
     // Each row on its own, from a fresh driver state.
     template <size_t N>

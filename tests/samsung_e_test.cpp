@@ -1,6 +1,6 @@
 #include "protocols/rs485/samsung_e.h"
 
-#include "tests/fixture.h"
+#include "tests/rs485_rows.h"
 
 namespace ptz::test {
 namespace {
@@ -8,7 +8,7 @@ namespace {
 Bytes ctl(uint16_t cmd, uint8_t d1 = 0, uint8_t d2 = 0) { return bytes(samsunge_control(1, cmd, d1, d2)); }
 Bytes key(uint8_t cmd, uint8_t data) { return bytes(samsunge_preset_menu(1, cmd, data)); }
 
-using SamsungE = DaemonTest;
+using SamsungE = RowTest;
 
 // At 115200 baud, so that every frame waits the 10 ms minimum rather than its line time.
 TEST_F(SamsungE, Commands) {
@@ -16,29 +16,20 @@ TEST_F(SamsungE, Commands) {
     start();
     const Bytes stop = ctl(0);
     // clang-format off
-    const std::pair<Bytes, std::vector<Bytes>> cases[] = {
+    const Row rows[] = {
         // left-up and the stop after it, byte for byte: the checksum is the complement of the sum of all
         // but the A0 (0x204 here)
         {mv(0, 0xFF, 0, 1), {{0xA0, 0xFE, 0x01, 0x01, 0x00, 0x05, 0x40, 0xBF, 0xFB},
-                             {0xA0, 0xFE, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0xFF}}},
-        // the diagonals just outside the 48..80 band; 48 and 80 are inside it (other protocols would move
-        // diagonally): the stronger axis moves alone; ties inside it are a stop
-        {mv(47, 81), {ctl(0x05, 17, 17)}}, {mv(81, 47), {ctl(0x0A, 17, 17)}}, {mv(50, 50), {stop}},
-        {mv(48, 30), {ctl(0x08, 0, 34)}}, {mv(80, 100), {ctl(0x04, 0, 36)}}, {mv(50, 78), {stop}},
-        // stop; no clear preset (go to and store are the cross-check's)
+                             {0xA0, 0xFE, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0xFF}}, nullptr, Waits(4, 10000)},
+        // stop; no clear preset (moves, go to and store are the cross-check's)
         {CmdBuilder(0xE013), {stop}}, {CmdBuilder(0xE022).action(7), {}},
         // menu enter, escape, exit, menu on and off; every other aux code c is (c + 13) mod 256
         {aux(730, false), {key(0x18, 0xFF)}}, {aux(731, true), {key(0x17, 0)}},
-        {aux(740, true), {key(0x17, 0)}}, {aux(595, true), {key(0x17, 1)}}, {aux(595, false), {key(0x17, 0)}},
+        {aux(740, true), {key(0x17, 0)}}, {aux(595, true), {key(0x17, 1)}, nullptr, {10000, 10000}},
+        {aux(595, false), {key(0x17, 0)}},
         {aux(243, false), {key(0, 0xFF)}}};
     // clang-format on
-    for (size_t i = 0; i < std::size(cases); ++i) {
-        SCOPED_TRACE(i);
-        board.clear_calls();
-        handle(0, cases[i].first);
-        EXPECT_EQ(writes(), cases[i].second);
-        EXPECT_EQ(sleeps(), std::vector<uint32_t>(2 * cases[i].second.size(), 10000));
-    }
+    check(0, rows);
 }
 
 }  // namespace

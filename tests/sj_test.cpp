@@ -16,19 +16,10 @@ Bytes sj(char letter, uint8_t data) {
 
 using Sj = OneCamera<0, 2, 6403, 1, RowTest>;
 
-TEST_F(Sj, PanTiltSweep) {
-    sweep(0, [](int x, int y) {
-        static const uint8_t kData[] = {0, 0, 0, 0, 0, 0x04, 0x08, 0x02, 0x01};
-        return sj('C', kData[int(stronger(x, y))]);
-    });
-}
-
 TEST_F(Sj, Frames) {
     // clang-format off
     const Row rows[] = {
-        // no diagonal moves: 61/67 lies on the diagonal x + y = 128 and stays put; 62/48 moves down
-        {mv(0x3D, 0x43), {{0x40, 0x43, 0x01, 0x00, 0x84}}}, {mv(0x3E, 0x30), {sj('C', 0x02)}},
-        // no stop after an action (the lens keys are the cross-check's)
+        // no stop after an action (the moves and lens keys are the cross-check's)
         {mv(0x10, 0x40, 0, 1), {sj('C', 0x04)}},
         {CmdBuilder(0xE013), {sj('C', 0)}, nullptr, {10000, 35000}},
         // go to 9 byte for byte (the preset numbers are the cross-check's); no clear
