@@ -43,8 +43,7 @@ TEST_F(Adi, Frames) {
     // clang-format off
     const Row rows[] = {
         // drive frames wait 60 ms, plain and menu frames 20 ms
-        {mv(54, 64), {drive(0x81, 8)}, "1 c0 81 \n", {10000, 60000}}, {mv(53, 64), {drive(0x81, 11)}},
-        {mv(64, 74), {drive(0x84, 11)}},
+        {mv(54, 64), {drive(0x81, 8)}, "1 c0 81 \n", {10000, 60000}},
         // stop after a pan/tilt move only
         {mv(0x50, 63, 0, 1), {drive(0x82, 0x10), plain(0x83), plain(0x86)}, "\nPT STOP"},
         {mv(0x50, 0, 1, 1), {plain(0x8A)}},

@@ -73,9 +73,11 @@ TEST_F(AutoDome, StopPresetsAuxAndAddress) {
         // go to preset (offset 12); no clear preset; store preset (action), byte for byte
         {kVar, CmdBuilder(0xE014).arg16(3), {fl(0x0503)}}, {kVar, CmdBuilder(0xE022).action(3), {}},
         {kVar, CmdBuilder(0xE020).action(3), {{0x86, 0, 0, 7, 4, 3, 0x14}}},
-        // aux outputs up to 1024, off and on; 1025 is a code of its own, 1027 nothing; menu, enter, escape
+        // aux outputs up to 1024, off and on; 1025 and 1026 are codes of their own, 1027 nothing; menu, enter,
+        // escape
         {kVar, aux(5, false), {fl(0x0205)}, "PTZSVR : philips autodome aux control(5)\n"},
-        {kVar, aux(1024, true), {fl(0x0500)}}, {kVar, aux(1025, true), {fl(1125)}}, {kVar, aux(1027, true)},
+        {kVar, aux(1024, true), {fl(0x0500)}}, {kVar, aux(1025, true), {fl(1125)}},
+        {kVar, aux(1026, false), {fl(1126)}}, {kVar, aux(1027, true)},
         {kVar, aux(595, false), {fl(302)}, "bosh menu\n"}, {kFixed, aux(595, true)},
         {kVar, aux(730, false), {var({0x40, 0x01, 0})}, "bosh enter\n"},
         {kVar, aux(731, true), {var({0, 0x04, 0})}, "bosh esc\n"}};

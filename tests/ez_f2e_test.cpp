@@ -64,16 +64,6 @@ TEST_F(Wkc, FramesAndTheSharedSpeedPair) {
     EXPECT_TRUE(writes().empty());
 }
 
-// The aux table is the cross-check's; the trace names the protocol.
-TEST_F(Wkc, AuxTrace) {
-    for (const Head* h : {&kEz, &kF2e}) {
-        boot(*h);
-        handle(0, CmdBuilder(0xE090).arg16(740));
-        EXPECT_TRUE(
-            logged(h == &kEz ? "PTZSVR : ez aux control(740,0)\n" : "PTZSVR : f2e aux control(740,0)\n"));
-    }
-}
-
 // At 115200 baud a 5-byte frame is shorter than the 1 ms minimum after it.
 TEST_F(Wkc, ShortFramesWaitTheMinimum) {
     channel(0, 2, kEz.model, 1, 7);

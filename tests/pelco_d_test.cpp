@@ -52,9 +52,6 @@ TEST_F(PelcoD, WaitsAndMenuKeyHold) {
     board.clear_calls();
     handle(0, aux(731, true));
     EXPECT_EQ(sleeps(), (std::vector<uint32_t>{10000, 35000, 1000000, 10000, 35000}));
-    EXPECT_TRUE(logged("PELCO AUX 731 257\n"));
-    EXPECT_TRUE(logged("pelco-d esc\n"));
-    EXPECT_TRUE(logged("Send Stop\n"));
 }
 
 TEST_F(PelcoD, AuxLogTexts) {
@@ -128,8 +125,6 @@ TEST_F(PelcoDTvi, EveryActionIsFollowedByAStop) {
         {"left-up at fixed speed", {CmdBuilder(0xE011, 1).xy(0x10, 0x70)}, {tvi(7, 0x0C, 0x24, 0x24), tvi(7, 0, 0, 0)}},
         {"zoom tele", {CmdBuilder(0xE011, 1).action(1).xy(0x50, 0)}, {tvi(7, 0x25, 0, 0), tvi(7, 0x20, 0, 0), tvi(7, 0, 0, 0)}},
         {"focus is reversed", {CmdBuilder(0xE011, 1).action(2).xy(0x50, 0)}, {tvi(7, 0x27, 0, 0), tvi(7, 0x100, 0, 0), tvi(7, 0, 0, 0)}},
-        {"menu enter without hold", {CmdBuilder(0xE090, 1).arg16(730)}, {tvi(7, 0x200, 0, 0), tvi(7, 0, 0, 0)}},
-        {"preset fallback on", {CmdBuilder(0xE090, 1).arg16(12).action(0x101)}, {tvi(7, 0x07, 0, 12)}},
         {"presets are ignored", {CmdBuilder(0xE020, 1).action(3)}, {}},
     };
     // clang-format on

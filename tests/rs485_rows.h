@@ -10,9 +10,9 @@
 
 namespace ptz::test {
 
-// Values around the dead band's edges, the centre and the ends of the byte.
-inline constexpr uint8_t kSweep[] = {0,  1,  0x20, 55, 56,   57,   61,   62,   63,   64,  65,
-                                     66, 67, 71,   72, 0x77, 0x78, 0x7A, 0x7F, 0x80, 0xFF};
+// Values around the dead band's edges, the centre and the ends of the byte, and 9 and 10 steps from it.
+inline constexpr uint8_t kSweep[] = {0,  1,  0x20, 53, 54, 55, 56,   57,   61,   62,   63,   64,  65,
+                                     66, 67, 71,   72, 73, 74, 0x77, 0x78, 0x7A, 0x7F, 0x80, 0xFF};
 
 enum class Way { none, left_up, left_down, right_up, right_down, left, right, down, up };
 

@@ -17,10 +17,10 @@ TEST_F(SamsungE, Commands) {
     const Bytes stop = ctl(0);
     // clang-format off
     const Row rows[] = {
-        // left-up and the stop after it, byte for byte: the checksum is the complement of the sum of all
-        // but the A0 (0x204 here)
-        {mv(0, 0xFF, 0, 1), {{0xA0, 0xFE, 0x01, 0x01, 0x00, 0x05, 0x40, 0xBF, 0xFB},
-                             {0xA0, 0xFE, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0xFF}}, nullptr, Waits(4, 10000)},
+        // right-up byte for byte, and the stop after it: the checksum is the complement of the sum of all
+        // but the A0 (0x284 here)
+        {mv(0xFF, 0xFF, 0, 1), {{0xA0, 0xFE, 0x01, 0x01, 0x00, 0x06, 0xBF, 0xBF, 0x7B}, stop}, nullptr,
+         Waits(4, 10000)},
         // stop; no clear preset (moves, go to and store are the cross-check's)
         {CmdBuilder(0xE013), {stop}}, {CmdBuilder(0xE022).action(7), {}},
         // menu enter, escape, exit, menu on and off; every other aux code c is (c + 13) mod 256

@@ -65,12 +65,5 @@ TEST_F(ScanDome, ScanDome2Frames) {
     for (const std::string& l : board.logs()) EXPECT_EQ(l.rfind("ScanDome(", 0), std::string::npos) << l;
 }
 
-// The main loop does not pass the HTX keyboard's messages on: only eptz_handler reaches the drivers with
-// them.
-TEST_F(ScanDome, HtxKeyboardIsNotPassedByTheMainLoop) {
-    send(htx(0x21, 1, 2));
-    EXPECT_TRUE(writes().empty());
-}
-
 }  // namespace
 }  // namespace ptz::test
