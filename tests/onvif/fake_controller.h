@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdio>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -31,19 +30,10 @@ public:
         return note(ch, "move " + vec(v) + " " + std::to_string(timeout_ms));
     }
     Err stop(int ch, bool pt, bool z) override { return note(ch, std::string("stop ") + "01"[pt] + "01"[z]); }
-    Err absolute_move(int ch, const Vector& v) override {
-        Err e = note(ch, "absolute " + vec(v));
-        if (e == Err::ok) pos_[ch] = v;
-        return e;
-    }
+    Err absolute_move(int ch, const Vector& v) override { return note(ch, "absolute " + vec(v)); }
     Err relative_move(int ch, const Vector& v) override { return note(ch, "relative " + vec(v)); }
-    Err status(int ch, Status& out) override {
+    Err status(int ch, Status& out) override {  // idle, and no position read
         out.pan_tilt = out.zoom = Move::idle;
-        auto it = pos_.find(ch);
-        if (it != pos_.end()) {
-            out.has_position = true;
-            out.position = it->second;
-        }
         return note(ch, "status");
     }
     Err presets(int ch, std::vector<Preset>& out) override {
@@ -75,7 +65,6 @@ private:
         return next;
     }
     std::vector<ChannelInfo> chans_;
-    std::map<int, Vector> pos_;
 };
 
 }  // namespace ptz::onvif

@@ -30,15 +30,11 @@ TEST(Soap, RefusesWhatIsNotAPlainEnvelope) {
         {"<Envelope xmlns=\"urn:other\"><Body><x/></Body></Envelope>", SoapError::not_soap},
         {envelope(""), SoapError::not_soap},
     };
+    // (A prefixed operation found by its namespace is what every request of the node test is.)
     for (const auto& [text, want] : rows) {
         SoapRequest req;
         EXPECT_EQ(parse_soap(text, req), want) << text;
     }
-    SoapRequest req;
-    ASSERT_EQ(parse_soap(envelope("<t:GetNodes xmlns:t=\"http://www.onvif.org/ver20/ptz/wsdl\"/>"), req),
-              SoapError::none);
-    EXPECT_EQ(req.op_name, "GetNodes");
-    EXPECT_EQ(req.op_ns, kNsPtz);
 }
 
 TEST(Soap, UndeclaredEntitiesStayText) {
