@@ -3,6 +3,7 @@
 // written out plainly, for sweeps over the x/y plane.
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -40,8 +41,17 @@ inline Way diagonal_first(int x, int y) {
 struct Row {
     Bytes cmd;
     std::vector<Bytes> frames;
-    const char* log = nullptr;         // a text some log line contains
+    const char* log = nullptr;         // a text some log line contains; "!text": a text none contains
     std::vector<uint32_t> waits = {};  // every sleep in order, when given
+    std::vector<Bytes> before = {};    // commands handled first, on the same driver state
+};
+
+// One camera on channel 0 of port 2, and its rows.
+struct Driver {
+    const char* name;
+    uint16_t model, addr;
+    std::vector<Row> rows;
+    int baud = 3;
 };
 
 using Waits = std::vector<uint32_t>;
@@ -62,15 +72,25 @@ protected:
             if (l.find(text) != std::string::npos) return true;
         return false;
     }
-    // Each row on its own, from a fresh driver state.
-    template <size_t N>
-    void check(int ch, const Row (&rows)[N]) {
-        for (size_t i = 0; i < N; ++i) {
+    // Each row on its own, from a fresh driver state (but for the commands it names to run first).
+    void check(int ch, std::span<const Row> rows) {
+        for (size_t i = 0; i < rows.size(); ++i) {
+            const Row& r = rows[i];
             SCOPED_TRACE(i);
             d->drv = {};
-            EXPECT_EQ(run(ch, rows[i].cmd), rows[i].frames);
-            EXPECT_TRUE(!rows[i].log || log_has(rows[i].log)) << rows[i].log;
-            EXPECT_TRUE(rows[i].waits.empty() || sleeps() == rows[i].waits);
+            for (const Bytes& cmd : r.before) handle(ch, cmd);
+            EXPECT_EQ(run(ch, r.cmd), r.frames);
+            const bool absent = r.log && *r.log == '!';
+            EXPECT_TRUE(!r.log || log_has(r.log + absent) != absent) << r.log;
+            EXPECT_TRUE(r.waits.empty() || sleeps() == r.waits);
+        }
+    }
+    void check(std::span<const Driver> drivers) {
+        for (const Driver& dr : drivers) {
+            SCOPED_TRACE(dr.name);
+            channel(0, 2, dr.model, dr.addr, dr.baud);
+            start();
+            check(0, dr.rows);
         }
     }
 };
