@@ -171,7 +171,6 @@ TEST_F(Coax, WhatTheSweepsDoNotReach) {
         {1, CmdBuilder(0xE022).action(5), {}, nullptr},
         {2, CmdBuilder(0xE013).xy(3, 4), {{0x02, 0x01, 0x4D, 0x41, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x8F, 0x04}}, "PTC107_PTZ msg_id[0xe013],action[0],addr[1],x[3],y[4]\n"},
         {3, CmdBuilder(0xE013), {ptc("MA", {})}, "stop\n"},
-        {3, mv(0, 64), {ptc("MA", {0x80, 1}), ptc("AF", {0x80})}, "left\n"},
         {3, CmdBuilder(0xE014).arg16(3), {}, "PTC203_PTZ msg_id[0xe014],action[0],addr[1],x[3],y[0]\n"},
         {2, CmdBuilder(0xE010), {}, "\n"},
     };
