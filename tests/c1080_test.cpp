@@ -247,8 +247,8 @@ TEST_F(C1080PT, ZoomBoxes) {
 // Frames, pauses and log lines where the cross-check cannot tell. The C1080B keeps one pair of speeds for
 // all its ports: a single-axis move sets its own axis at 16 and keeps the other's, a diagonal sets both,
 // and presets, stop and iris zero them; its moves and the menu keys go without the 35 ms pause. The
-// C1080PT's speeds, held iris key and camera reset (the values it shares with the C1080B are the C1080B
-// sweep's); the WONWOO's frames without a pause and the numbers its aux lines log.
+// C1080PT's bytes that its decoder does not read (data 1, the speeds), its held iris key and camera reset;
+// the WONWOO's frames without a pause and the numbers its aux lines log.
 TEST_F(C1080, FramesPausesAndLog) {
     struct Row {
         const char* name;
@@ -272,6 +272,7 @@ TEST_F(C1080, FramesPausesAndLog) {
         {"tosk stop is sent", 7, {CmdBuilder(0xE013)}, {b(0, 0, 0)}, {kLine}, {}, true},
         {"go to zeroes, logs, sends nothing", 7, {diag, CmdBuilder(0xE014).arg16(300), mv(0x20, 0x40)}, {b(0x0A, 26, 6), b(0x04, 16, 0)}, {kNoWait, kNoWait}, {"PELCOD : goto preset 300\n"}},
         {"zoom: speed frame, word with kept speeds", 7, {diag, mv(127, 0, 1)}, {b(0x0A, 26, 6), b(0x25, 0, 3), b(0x20, 26, 6)}, {kNoWait, kLine, kNoWait}},
+        {"tosk focus below 65 is near", 7, {mv(20, 0, 2)}, {b(0x27, 0, 2), b(0x100, 0, 0)}, {kLine, kNoWait}, {}, true},
         {"zoom at 64 is wide", 7, {mv(64, 0, 1)}, {b(0x25, 0, 0), b(0x40, 0, 0)}, {kLine, kNoWait}},
         {"iris zeroes the speeds", 7, {diag, mv(10, 0, 3), mv(65, 0, 3)}, {b(0x0A, 26, 6), b(0x400, 0, 0), b(0x200, 0, 0)}, {kNoWait, kNoWait, kNoWait}},
         {"unknown action: word 0", 7, {diag, mv(10, 0, 4)}, {b(0x0A, 26, 6), b(0, 26, 6)}, {kNoWait, kNoWait}},
@@ -280,12 +281,17 @@ TEST_F(C1080, FramesPausesAndLog) {
         {"C1080PT left", 5, {mv(0x20, 0x40)}, {f(0x04, 0x20, 0)}, {kLine}},
         {"C1080PT left-up, stop after", 5, {CmdBuilder(0xE012).xy(61, 67).stop_after(1)}, {f(0x0C, 3, 3), f(0)}, {kLine, kLine}},
         {"C1080PT zoom speed", 5, {mv(0xFF, 0, 1)}, {f(0x25, 0, 11), f(0x20)}, {kLine, kLine}},
+        {"C1080PT iris, focus", 5, {mv(0x41, 0, 3), mv(0x40, 0, 2)}, {f(0x200), f(0x27), f(0x100)}, {kLine, kLine, kLine}},
+        {"C1080PT presets", 5, {CmdBuilder(0xE014).arg16(300), CmdBuilder(0xE020).action(5), CmdBuilder(0xE022).action(6)}, {f(0x07, 0, 44), f(0x03, 0, 5), f(0x05, 0, 6)}, {kLine, kLine, kLine}},
+        {"C1080PT menu keys", 5, {aux(595), aux(730), aux(731)}, {f(0x1E), f(0x1E), f(0x06)}, {kLine, kNoWait, kNoWait}},
         {"C1080PT held iris key", 5, {aux(130)}, {f(0x200), f(0)}, {kLine, 1000000, kLine}, {"manual iris open\n", "Send Stop\n"}},
         {"C1080PT camera reset", 5, {aux(930)}, {f(0x9030, 0, 0x0B)}, {2000000, kNoWait}, {"AUX_VAL_CAM_RESET\n"}},
         {"C1080PT scan log", 5, {aux(721)}, {f(0x23, 0, 17)}, {kLine}, {"run scan 1\n"}},
+        {"C1080PT frame scan log", 5, {aux(598)}, {f(0x07, 0, 98)}, {kLine}, {"frame scan\n"}},
         {"C1080PT unnamed aux", 5, {aux(8)}, {f(0x07, 0, 8)}, {kLine}, {"pelcod unkown aux command sent to preset, 8\n"}},
         {"WONWOO go to, no pause", 1, {CmdBuilder(0xE014, 1).arg16(12)}, {f(0x07, 0, 12)}, {kNoWait}, {"C1080PT_WONWOO msg_id[e014],action[0],addr[3],x[12],y[0]\r\n", "C1080PT_WONWOO : goto preset 12\n"}},
         {"WONWOO aux 3 off", 2, {aux(3, false)}, {f(0x0B, 0, 3)}, {kNoWait, 100000}, {"run aux 3 off\n"}},
+        {"WONWOO aux 9 on", 2, {aux(9)}, {f(0x09, 0, 9)}, {kNoWait, 100000}, {"run aux 9 on\n"}},
         {"WONWOO pattern", 2, {aux(558)}, {f(0x07, 0, 98)}, {kNoWait, 100000}, {"run pattern 8\n"}},
         {"WONWOO tour", 2, {aux(718)}, {f(0x07, 0, 78)}, {kNoWait, 100000}, {"run tour 8\n"}},
         {"WONWOO scan", 2, {aux(721)}, {f(0x07, 0, 81)}, {kNoWait, 100000}, {"run scan 1\n"}},

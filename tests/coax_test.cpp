@@ -168,6 +168,8 @@ TEST_F(Coax, WhatTheSweepsDoNotReach) {
         // The format's "0x02x" is literal text: b0, the text, b1, the pan speed.
         {1, CmdBuilder(0xE011, 1).xy(0x20, 0x50).osd(1), {{0, 0x0C, 128, 64}}, "PTZSVR : HDA 00, 0x02x, 12, 128\n"},
         {1, CmdBuilder(0xE012).xy(0x20, 0x40).stop_after(1), {{0, 0x04, 128, 0}, {0, 0, 0, 0}}, "\t stop after action, wait 30ms\n"},
+        {1, CmdBuilder(0xE014).arg16(300), {{0, 0x07, 0, 44}}, nullptr},  // b0 and b2, which no decoder reads
+        {1, CmdBuilder(0xE020).action(0x105), {{0, 0x03, 0, 5}}, nullptr},
         {1, CmdBuilder(0xE022).action(5), {}, nullptr},
         {2, CmdBuilder(0xE013).xy(3, 4), {{0x02, 0x01, 0x4D, 0x41, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x8F, 0x04}}, "PTC107_PTZ msg_id[0xe013],action[0],addr[1],x[3],y[4]\n"},
         {3, CmdBuilder(0xE013), {ptc("MA", {})}, "stop\n"},

@@ -73,6 +73,8 @@ TEST_F(Devices, InosPresetsAskForTheSwitchesOnTimeLateOrNever) {
                            std::string(switches ? "1234" : "0000") + ":00000000:00000000)\n"));
         silence(board, *d);
     }
+    handle(3, CmdBuilder(0xE014, 3).arg16(0x107));  // data 1, which the decoder does not read
+    EXPECT_EQ(writes(), (std::vector<Bytes>{bytes(pelcod_frame(1, 0x07, 0, 7)), ext(0x93, {})}));
 }
 
 TEST_F(Devices, InosAbsoluteFramesAndTheStoredReport) {
