@@ -167,6 +167,7 @@ TEST_F(Devices, SmartfarmStatusAfterAStop) {
     std::string zeros;
     for (int i = 0; i < 20; ++i) zeros += "00 ";
     const std::pair<Script, std::string> rows[] = {
+        {{{20000, Bytes(noisy.begin() + 1, noisy.end())}}, "SMARTFARM : rlen is 0\n"},  // found at 0: no dump
         {{{20000, noisy}}, "SMARTFARM : rlen is 1\nff "},
         {{{20000, {0xFF, 0x09, 0x00}}}, "SMARTFARM : rlen is 3\n00 00 00 "},  // short: zeros behind the count
         {stream(3000000, {0x55}), "SMARTFARM : rlen is 128\n" + zeros},       // keeps sending: 128, 20 dumped
