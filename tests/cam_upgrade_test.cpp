@@ -27,6 +27,7 @@ Bytes request(uint32_t size, const Bytes& image) {
     dg.resize(16);
     wr32(dg.data() + 12, size);
     dg.insert(dg.end(), image.begin(), image.end());
+    dg.push_back(0xEE);  // a byte past the image, which neither the blocks nor the sum may take in
     return dg;
 }
 
