@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,13 +22,9 @@ struct TraceGolden { size_t row; const char* text; };
 #include "tests/zoombox_golden.inc"
 
 double zoom_of(const ZoomGolden& g, const Trace& tr) {
-    switch (g.fn) {
-        case ZoomFn::probe: return zoom_box_ratio(kProbe, g.z, g.w, g.h, tr);
-        case ZoomFn::z20b: return zoom_box_ratio(kZ20B, g.z, g.w, g.h, tr);
-        case ZoomFn::z30b: return getNewZoomValue_Z30B(g.z, g.w, g.h, tr);
-        case ZoomFn::z10b: return getNewZoomValue_Z10B(g.z, g.w, g.h, tr);
-    }
-    return 0;
+    if (g.fn == ZoomFn::z30b) return getNewZoomValue_Z30B(g.z, g.w, g.h, tr);
+    if (g.fn == ZoomFn::z10b) return getNewZoomValue_Z10B(g.z, g.w, g.h, tr);
+    return zoom_box_ratio(g.fn == ZoomFn::probe ? LensTable(kProbe) : kZ20B, g.z, g.w, g.h, tr);
 }
 
 Position pt_of(const PtGolden& g, const Trace& tr) {
@@ -39,13 +34,13 @@ Position pt_of(const PtGolden& g, const Trace& tr) {
     return fns[static_cast<int>(g.fn)](g.p, g.t, g.z, g.x, g.y, tr);
 }
 
-// Bit-for-bit: the camera and the recorder must agree on the last bit.
-std::string hex(double v) {
-    char s[64];
-    std::snprintf(s, sizeof s, "%a", v);
+// The values as "%a" writes them: every bit shows, as the camera and the recorder must agree on the last.
+std::string hex(std::initializer_list<double> values) {
+    std::string s;
+    char v[32];
+    for (double x : values) s += std::string(v, static_cast<size_t>(std::snprintf(v, sizeof v, "%a ", x)));
     return s;
 }
-bool same_bits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 struct Captured {
     std::string text;
@@ -54,35 +49,29 @@ struct Captured {
     }
 };
 
-// Each row against the reference, and its trace where the reference holds one.
-TEST(ZoomBox, NewZoomMatchesTheReferenceBitForBit) {
-    const TraceGolden* trace = std::begin(kZoomTraces);
-    for (size_t i = 0; i < std::size(kZoomGolden); ++i) {
-        const ZoomGolden& g = kZoomGolden[i];
+// Each row against the reference, bit for bit, and its trace where the reference holds one.
+template <class Golden, size_t N, size_t T, class Result>
+void replay(const Golden (&rows)[N], const TraceGolden (&traces)[T], Result result) {
+    const TraceGolden* trace = traces;
+    for (size_t i = 0; i < N; ++i) {
         Captured out;
-        const double got = zoom_of(g, out.trace());
-        EXPECT_TRUE(same_bits(got, g.zoom)) << "row " << i << ": " << hex(got) << " != " << hex(g.zoom);
-        if (trace != std::end(kZoomTraces) && trace->row == i) {
+        const auto [got, want] = result(rows[i], out.trace());
+        EXPECT_EQ(got, want) << "row " << i;
+        if (trace != traces + T && trace->row == i) {
             EXPECT_EQ(out.text, (trace++)->text) << i;
         }
     }
-    EXPECT_EQ(trace, std::end(kZoomTraces));
+    EXPECT_EQ(trace, traces + T);
 }
 
-TEST(ZoomBox, NewPanTiltMatchesTheReferenceBitForBit) {
-    const TraceGolden* trace = std::begin(kPtTraces);
-    for (size_t i = 0; i < std::size(kPtGolden); ++i) {
-        const PtGolden& g = kPtGolden[i];
-        Captured out;
-        const Position got = pt_of(g, out.trace());
-        EXPECT_TRUE(same_bits(got.pan, g.pan) && same_bits(got.tilt, g.tilt) && same_bits(got.zoom, g.z))
-            << "row " << i << ": " << hex(got.pan) << "," << hex(got.tilt) << " != " << hex(g.pan) << ","
-            << hex(g.tilt);
-        if (trace != std::end(kPtTraces) && trace->row == i) {
-            EXPECT_EQ(out.text, (trace++)->text) << i;
-        }
-    }
-    EXPECT_EQ(trace, std::end(kPtTraces));
+TEST(ZoomBox, NewZoomAndPanTiltMatchTheReference) {
+    replay(kZoomGolden, kZoomTraces, [](const ZoomGolden& g, const Trace& tr) {
+        return std::pair(hex({zoom_of(g, tr)}), hex({g.zoom}));
+    });
+    replay(kPtGolden, kPtTraces, [](const PtGolden& g, const Trace& tr) {
+        const Position got = pt_of(g, tr);
+        return std::pair(hex({got.pan, got.tilt, got.zoom}), hex({g.pan, g.tilt, g.z}));
+    });
 }
 
 // The cases the cameras' engineers check by hand.
