@@ -13,8 +13,6 @@
 #include <string>
 
 #include "onvif/discovery.h"
-#include "onvif/service.h"
-#include "onvif/soap.h"
 #include "tests/onvif/fake_controller.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -31,20 +29,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     req.method = flags & 2 ? "GET" : "POST";
     req.host = "192.0.2.1:8000";
     req.now_ms = 1700000000000;
-    if (flags & 1) {
-        req.body =
-            std::string("<s:Envelope xmlns:s=\"") + kNsSoap12 + "\"><s:Header><Security xmlns=\"" + kNsWsse +
-            "\"><UsernameToken><Username>op</Username><Password>pw</Password></UsernameToken></Security>"
-            "</s:Header><s:Body>" +
-            rest + "</s:Body></s:Envelope>";
-    } else {
-        req.body = rest;
-    }
-    FakeController ctl;
-    ctl.next = static_cast<Err>(data[1] % 8);
-    Auth auth({{"op", Level::operator_, "pw"}, {"v", Level::user, "vw"}}, 8);
-    Service svc(ctl, auth, ServiceConfig{});
-    Response r = svc.handle(req);
+    req.body = flags & 1 ? envelope(rest, creds("op", "pw")) : rest;
+    Rig rig;
+    rig.ctl.next = static_cast<Err>(data[1] % 8);
+    Response r = rig.svc.handle(req);
     if (r.status != 200 && r.status != 400 && r.status != 401 && r.status != 405 && r.status != 500)
         __builtin_trap();
     if (r.status != 405) {

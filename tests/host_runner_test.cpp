@@ -46,16 +46,7 @@ protected:
         BoardTest::TearDown();
     }
 
-    std::string slurp(const std::string& rel) const { return ptz::proc::slurp(dir_ / rel); }
-
-    void send(const Bytes& datagram) const {
-        const int fd = socket(AF_UNIX, SOCK_DGRAM, 0);
-        sockaddr_un addr{AF_UNIX, {}};
-        (dir_ / "tmp/ptzsvr.sock").string().copy(addr.sun_path, sizeof addr.sun_path - 1);
-        EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
-        EXPECT_EQ(::send(fd, datagram.data(), datagram.size(), 0), static_cast<ssize_t>(datagram.size()));
-        close(fd);
-    }
+    void send(const Bytes& datagram) const { send_to(dir_ / "tmp/ptzsvr.sock", datagram); }
 
     // What the camera receives until the line is silent for 300 ms (5 s before the first byte).
     Bytes line_bytes() const {
@@ -82,7 +73,7 @@ protected:
 // keeps speed and stop bits but always reports 8 data bits without parity, so
 // parity is checked in the trace.
 TEST_F(HostRunnerTest, FramesReachTheTerminalWithTheFilesSettingsAlsoAfterSigusr1) {
-    EXPECT_EQ(slurp("tmp/ptzsvr.pid"), std::to_string(child_));
+    EXPECT_EQ(slurp(dir_ / "tmp/ptzsvr.pid"), std::to_string(child_));
     Bytes move(28, 0);  // msg_id 0xE011 on channel 1, pan left with tilt down
     move[0] = 0x11, move[1] = 0xE0, move[4] = 24, move[8] = 1, move[12] = 0x20, move[13] = 0x20;
     send(move);
@@ -91,7 +82,7 @@ TEST_F(HostRunnerTest, FramesReachTheTerminalWithTheFilesSettingsAlsoAfterSigusr
     for (int i = 0; i < 3; ++i) three.insert(three.end(), frame.begin(), frame.end());
     EXPECT_EQ(line_bytes(), three);
     std::vector<long long> at;  // the first write, then each re-send's log record
-    std::istringstream text(slurp("trace.jsonl"));
+    std::istringstream text(slurp(dir_ / "trace.jsonl"));
     for (std::string line; std::getline(text, line);)
         if ((at.empty() && line.find("1123320046ac") != std::string::npos) ||
             line.find("call eptz_handler by repeat_count") != std::string::npos)
@@ -126,7 +117,7 @@ TEST_F(HostRunnerTest, FramesReachTheTerminalWithTheFilesSettingsAlsoAfterSigusr
     // The trace's writes and log records are read above and by the node test;
     // the transmit-enable sleeps show too, and log records also go to standard error.
     EXPECT_GE(in_trace({R"("op":"sleep")", R"("us":)"}), 2);
-    EXPECT_NE(slurp("daemon.txt").find('\n'), std::string::npos);
+    EXPECT_NE(slurp(dir_ / "daemon.txt").find('\n'), std::string::npos);
 }
 
 }  // namespace

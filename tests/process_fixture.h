@@ -141,6 +141,16 @@ protected:
         return fd;
     }
 
+    // `d` as one datagram to the socket at `path`.
+    static void send_to(const fs::path& path, const Bytes& d) {
+        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_un addr{AF_UNIX, {}};
+        path.string().copy(addr.sun_path, sizeof addr.sun_path - 1);
+        EXPECT_EQ(sendto(fd, d.data(), d.size(), 0, reinterpret_cast<sockaddr*>(&addr), sizeof addr),
+                  static_cast<ssize_t>(d.size()));
+        close(fd);
+    }
+
     fs::path dir_;
     std::vector<pid_t> children_;
 };

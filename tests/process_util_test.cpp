@@ -149,7 +149,7 @@ TEST(ProcessUtil, TcpQueues) {
 // For real on the host: the library started through the board backend.
 class HostProcesses : public proc::BoardTest {};
 
-TEST_F(HostProcesses, CountFindsAStartedProcess) {
+TEST_F(HostProcesses, CountFindsAStartedProcessAndSuperviseRestartsOne) {
     TargetOs os;
     Logger lg{os};
     const std::string name = "ptz-count-probe-" + std::to_string(getpid());
@@ -163,16 +163,13 @@ TEST_F(HostProcesses, CountFindsAStartedProcess) {
     children_.push_back(child);
     EXPECT_TRUE(proc::eventually([&] { return count() != 0; }));
     EXPECT_EQ(count(), 1);
-}
 
-TEST_F(HostProcesses, SuperviseRestartsAChildThatExits) {
+    // A supervised child that exits is started again.
     const proc::fs::path marks = dir_ / "runs", program = dir_ / "child";
     put("child", "#!/bin/sh\necho run >> " + marks.string() + "\nexit 3\n");
     proc::fs::permissions(program, proc::fs::perms::owner_all);
     const pid_t supervisor = fork();
     if (supervisor == 0) {
-        TargetOs os;
-        Logger lg{os};
         run_and_supervise(os, lg, program.c_str());
         _exit(1);
     }

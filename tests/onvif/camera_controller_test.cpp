@@ -64,9 +64,7 @@ protected:
             uint8_t m[32] = {0x14, 0x40, 0, 0, 24};
             const uint32_t body[6] = {ptz::rd32(b + 24), ch, 1, head_[ch][0], head_[ch][1], head_[ch][2]};
             for (int i = 0; i < 6; ++i) ptz::wr32(m + 8 + 4 * i, body[i]);
-            sockaddr_un a{AF_UNIX, {}};
-            (dir_ / "tmp/ptzreport.sock").string().copy(a.sun_path, sizeof a.sun_path - 1);
-            sendto(fd_, m, sizeof m, 0, reinterpret_cast<sockaddr*>(&a), sizeof a);
+            send_to(dir_ / "tmp/ptzreport.sock", ptz::proc::Bytes(m, m + sizeof m));
         }
     }
     // What the daemon received once n commands have come, or `ms` have passed.
@@ -101,21 +99,6 @@ std::string ids(const std::vector<std::vector<uint8_t>>& d) {
     return out;
 }
 
-TEST_F(ControllerTest, FindsThePtzChannelsOfTheBoard) {
-    ASSERT_EQ(ctl_->channels().size(), 3u);
-    EXPECT_TRUE(ctl_->channels()[0].model_id == 0x1600 && ctl_->channels()[2].channel == 4);
-    EXPECT_EQ(ctl_->continuous_move(5, pt(1, 0), -1), Err::no_profile);
-}
-
-// A timed move stops by itself (on the line in the node test); a new move in
-// the same direction replaces it, and the call never waits for the stop.
-TEST_F(ControllerTest, TimedMoveSupersededSendsNoStop) {
-    ASSERT_EQ(ctl_->continuous_move(0, pt(-1, 0), 100), Err::ok);
-    ASSERT_EQ(ctl_->continuous_move(0, pt(-0.5, 0), -1), Err::ok);
-    std::this_thread::sleep_for(std::chrono::milliseconds(250));
-    EXPECT_EQ(ids(wait()), "e011:0 e011:0");
-}
-
 TEST_F(ControllerTest, StopsNameTheirAxes) {
     // Pelco-D adds direction bits up until a stop: turning needs one first.
     ctl_->continuous_move(0, pt(1, 0), -1);
@@ -126,11 +109,21 @@ TEST_F(ControllerTest, StopsNameTheirAxes) {
     // The C1080B's stop command sends nothing; an unknown action sends its stop frame.
     ctl_->stop(1, true, true);
     EXPECT_EQ(ids(wait(8)), "e011:0 e013:0 e011:0 e011:1 e013:0 e011:0 e013:0 e011:4");
+    // A timed move stops by itself (on the line in the node test); a new move in
+    // the same direction replaces it, and the call never waits for the stop.
+    ASSERT_EQ(ctl_->continuous_move(0, pt(-1, 0), 100), Err::ok);
+    ASSERT_EQ(ctl_->continuous_move(0, pt(-0.5, 0), -1), Err::ok);
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    EXPECT_EQ(ids(wait()), "e011:0 e011:0");
 }
 
-// An absolute move and its read back are in the node test; here what it
-// cannot see: when the camera is read again, and a daemon that never reports.
+// The board's PTZ channels; an absolute move and its read back are in the node
+// test, here what it cannot see: when the camera is read again, and a daemon
+// that never reports.
 TEST_F(ControllerTest, StatusRereadsOnlyAfterMoves) {
+    ASSERT_EQ(ctl_->channels().size(), 3u);  // 5 has no encoder, 6 no port
+    EXPECT_TRUE(ctl_->channels()[0].model_id == 0x1600 && ctl_->channels()[2].channel == 4);
+    EXPECT_EQ(ctl_->continuous_move(5, pt(1, 0), -1), Err::no_profile);
     ASSERT_EQ(ctl_->absolute_move(4, {true, 0.5, -0.5, true, 0.25}), Err::ok);
     Status s;
     ASSERT_EQ(ctl_->status(4, s), Err::ok);

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
+#include <cstdio>
 #include <string>
 #include <tuple>
 
@@ -108,9 +108,8 @@ TEST(CameraModel, FieldOfViewTarget) {
 }
 
 TEST(PresetStore, PersistsNamesAndHome) {
-    char dir[] = "/tmp/ptzpresetsXXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    const std::string path = std::string(dir) + "/ch0.presets";
+    const std::string path = testing::TempDir() + "ptz_ch0.presets";
+    std::remove(path.c_str());
     ChannelPresets p;
     ASSERT_TRUE(load_presets(path, p) && p.presets.empty());  // none yet
     p.presets[35] = {"Front door, left", true, {100, 35200, 4000}};
@@ -125,7 +124,7 @@ TEST(PresetStore, PersistsNamesAndHome) {
     EXPECT_EQ(q.presets[35].position[1], 35200u);
     EXPECT_EQ(q.presets[2].name, "x y");  // one line per preset
     EXPECT_TRUE(q.has_home && q.home[0] == 9000u);
-    std::system((std::string("rm -rf ") + dir).c_str());
+    std::remove(path.c_str());
 }
 
 TEST(PresetStore, LowestFreeNumber) {

@@ -1,5 +1,6 @@
 // A Controller without a daemon, for the unit tests and the fuzzer (a fresh
-// one per request): it records every call and answers with a set error.
+// one per request): it records every call and answers with a set error;
+// beside it the service built on one, and the requests clients send.
 #pragma once
 
 #include <cstdio>
@@ -7,6 +8,8 @@
 #include <vector>
 
 #include "onvif/controller.h"
+#include "onvif/service.h"
+#include "onvif/soap.h"
 
 namespace ptz::onvif {
 
@@ -66,5 +69,24 @@ private:
     }
     std::vector<ChannelInfo> chans_;
 };
+
+// The service over a fake controller, for an operator "op" and a user "v".
+struct Rig {
+    FakeController ctl;
+    Auth auth{{{"op", Level::operator_, "pw"}, {"v", Level::user, "vw"}}};
+    Service svc{ctl, auth, ServiceConfig{}};
+};
+
+// A request envelope: `header` is a whole <s:Header> element, or nothing.
+inline std::string envelope(const std::string& body, const std::string& header = "",
+                            const std::string& ns = kNsSoap12) {
+    return "<s:Envelope xmlns:s=\"" + ns + "\">" + header + "<s:Body>" + body + "</s:Body></s:Envelope>";
+}
+
+// A header with a plain-text password.
+inline std::string creds(const std::string& user, const std::string& pw) {
+    return "<s:Header><Security xmlns=\"" + std::string(kNsWsse) + "\"><UsernameToken><Username>" + user +
+           "</Username><Password>" + pw + "</Password></UsernameToken></Security></s:Header>";
+}
 
 }  // namespace ptz::onvif
