@@ -1,4 +1,8 @@
-// The small RS-485 drivers: one table of rows per camera, and the few tests a table cannot hold.
+// The RS-485 drivers: one table of rows per camera, and the few tests a table cannot hold.
+#include <algorithm>
+
+#include "core/report.h"
+#include "protocols/rs485/pelco_d.h"
 #include "protocols/rs485/pelco_p.h"
 #include "protocols/rs485/samsung_e.h"
 #include "protocols/rs485/spd.h"
@@ -88,6 +92,63 @@ Bytes menu(uint8_t v) { return adi({0x01, 0xCC, v}); }
 Bytes adi_preset(uint8_t op, uint8_t n) { return adi({0x01, 0xC7, op, n}); }
 // Speeds 9 and 10 go out as 8 and 11.
 uint8_t speed(int v) { return static_cast<uint8_t>(v == 9 ? 8 : v == 10 ? 11 : v); }
+
+// Pelco-D: FF addr word d1 d2 sum, address 1 unless given.
+Bytes pd(uint16_t word, uint8_t d1 = 0, uint8_t d2 = 0, uint8_t addr = 1) {
+    return bytes(pelcod_frame(addr, word, d1, d2));
+}
+
+// Panasonic: STX "AD" address text ETX; control texts of 7 characters are short frames, of 15 long ones.
+Bytes pana(std::string text, const std::string& addr = "01") {
+    if (text.size() == 7 || text.size() == 15) text = (text.size() == 7 ? ";GC7:" : ";GCF:") + text;
+    const std::string frame = "\x02" + ("AD" + addr) + text + "\x03";
+    return Bytes(frame.begin(), frame.end());
+}
+// The power/on-line frame that leads every command.
+std::vector<Bytes> power(const std::string& addr) { return {pana(";RON:7", addr)}; }
+
+// AutoDome frames for address 1 (sent as 00 00), the 7-bit sum added by hand.
+Bytes summed(Bytes f) {
+    unsigned s = 0;
+    for (uint8_t b : f) s += b;
+    f.push_back(static_cast<uint8_t>(s & 0x7F));
+    return f;
+}
+// Variable-speed control by its payload (data, word bits 8..14, word bits 0..6); fixed-speed and
+// fixed-length frames by their word.
+Bytes var(uint8_t data, uint8_t hi, uint8_t lo) { return summed({0x87, 0, 0, 0x05, data, hi, lo}); }
+Bytes fs(uint16_t w) { return summed({0x86, 0, 0, 0x02, uint8_t(w >> 8), uint8_t(w)}); }
+Bytes fl(uint16_t v) { return summed({0x86, 0, 0, 0x07, uint8_t(v >> 8), uint8_t(v)}); }
+const Bytes kAdStop = var(0, 0, 0);
+
+// VC-C4: FF 30 device 00 command data EF; device 0x31 is address 1, 0x30 every head.
+Bytes vc(uint8_t cmd, const std::string& data, uint8_t dev = 0x31) {
+    const std::string s = std::string{'\xFF', '\x30', char(dev), '\0', char(cmd)} + data + '\xEF';
+    return Bytes(s.begin(), s.end());
+}
+const Bytes kOpen = vc(0x90, "0", 0x30), kInit0 = vc(0x8F, "0", 0x30), kInit1 = vc(0x8F, "1", 0x30);
+// Every VC-C4 frame waits 10 ms, 5 ms and 30 ms.
+Waits vcc4_waits(size_t frames) {
+    Waits w;
+    while (frames--) w = w + Waits{10000, 5000, 30000};
+    return w;
+}
+
+// The two WKC heads as their protocol sheet gives them.
+// clang-format off
+struct Head { uint16_t model; uint8_t start, family, sum_xor, ack; size_t ack_len; };
+// clang-format on
+const Head kEz{0x1400, 0xE5, 0x10, 0xA5, 0x5E, 7}, kF2e{0x2300, 0xFA, 0x50, 0x00, 0xCC, 3};
+Bytes wkc(const Head& h, const Bytes& data, uint16_t addr = 0x123) {
+    Bytes f{h.start, static_cast<uint8_t>(h.family | addr >> 8), static_cast<uint8_t>(addr)};
+    for (uint8_t b : data) f.push_back(b);
+    unsigned sum = 0;
+    for (uint8_t b : f) sum += b;
+    f.push_back(static_cast<uint8_t>(sum ^ h.sum_xor));
+    return f;
+}
+Bytes ez(const Bytes& data) { return wkc(kEz, data); }
+Bytes f2e(const Bytes& data) { return wkc(kF2e, data); }
 
 using Rs485 = RowTest;
 
@@ -294,6 +355,119 @@ TEST_F(Rs485, OneTablePerDriver) {
             {CmdBuilder(0xE020).action(0x10).arg16(3), {adi_preset(1, 2)}, "ADI : set preset 10h\n"},
             {aux(730, false), {menu(1)}, "AD enter\n"}, {aux(731, true), {menu(2)}, "AD esc\n"},
             {aux(595, true), {menu(1)}, "AD menu\n", {10000, 20000}}, {aux(596, true), {}}}},
+        // direction bits accumulate until a stop, an aux or a stop after action; every frame waits 35 ms
+        {"Pelco-D", 0x1600, 1, {
+            {mv(0x20, 0x40), {pd(0x04, 0x20, 0)}, nullptr, {10000, 35000}},
+            {mv(0x40, 0x60), {pd(0x0C, 0x20, 0x20)}, nullptr, {}, {mv(0x20, 0x40)}},
+            // a tie x = y and an unknown action send the state; iris open replaces the word
+            {mv(63, 63), {pd(0x04, 0x20, 0)}, nullptr, {}, {mv(0x20, 0x40)}},
+            {mv(0x10, 0x10, 7), {pd(0x04, 0x20, 0)}, nullptr, {}, {mv(0x20, 0x40)}},
+            {mv(0x41, 0, 3), {pd(0x200)}, nullptr, {}, {mv(0x20, 0x40)}},
+            // zoom tele at top speed, wide at speed 0 from the centre, focus far
+            {mv(0xFF, 0, 1), {pd(0x25, 0, 11), pd(0x20)}}, {mv(0x40, 0, 1), {pd(0x25), pd(0x40)}},
+            {mv(0x60, 0, 2), {pd(0x27, 0, 2), pd(0x80)}},
+            {mv(0x20, 0x40, 0, 1), {pd(0x04, 0x20, 0), pd(0)}},
+            {mv(0x40, 0x60), {pd(0x08, 0, 0x20)}, nullptr, {}, {mv(0x20, 0x40, 0, 1)}},
+            {mv(0x40, 0x60), {pd(0x08, 0, 0x20)}, nullptr, {}, {mv(0x20, 0x40), CmdBuilder(0xE013)}},
+            {mv(0x40, 0x60), {pd(0x08, 0, 0x20)}, nullptr, {}, {mv(0x20, 0x40), aux(3)}},
+            {CmdBuilder(0xE013), {pd(0)}}, {CmdBuilder(0xE0AA), {}},
+            // one row per way an aux rule logs itself; the menu keys are held for a second, then stopped
+            {aux(3), {pd(0x09, 0, 3)}, "aux 3 on\n"},
+            {aux(110), {pd(0x1F, 0, 1)}, "set pattern start 1\n"}, {aux(555), {pd(0x23, 0, 5)}, "run pattern 5\n"},
+            {aux(712), {pd(0x23, 0, 0x22)}, "run Tour 2\n"}, {aux(723), {pd(0x23, 0, 0x13)}, "run Scan 3\n"},
+            {aux(1000), {pd(0x07, 0, 0xE8)}, "pelcod unkown aux command sent to preset, 1000\n"},
+            {aux(598, false), {pd(0x07, 0, 96)}, "stop scan\n"},
+            {aux(731), {pd(0x400), pd(0)}, "pelco-d esc\n", {10000, 35000, 1000000, 10000, 35000}}}},
+        // the stop after action byte is not looked at (moves and lens keys are the cross-check's); past the
+        // last preset two hex digits hold (156) only the power frame (200 would recall 44)
+        {"Panasonic", 0x1602, 1, {
+            {CmdBuilder(0xE012).xy(0, 64).stop_after(1), {pana("90288F0")}},
+            {mv(0x20, 0x40), {pana("9028880")}, "pan_spd : 32, 8\n"},  // the distance and the digit
+            {CmdBuilder(0xE013), {pana("9028100"), pana("9034008")}},
+            {CmdBuilder(0xE020).action(1), {pana("D810000"), pana("00219F0:0022640")}},
+            {CmdBuilder(0xE020).action(157), {}}, {CmdBuilder(0xE022).action(1), {}},
+            {CmdBuilder(0xE090).arg16(3), {}},
+            {CmdBuilder(0xE020).action(200), {}, "pana_set_preset : preset 200 out of range(1~156), not stored\n"}},
+         3, power("01")},
+        // two address digits, a third has no room; 12, 18 and 18 bytes of line time
+        {"Panasonic 7", 0x1602, 7, {{CmdBuilder(0xE013), {pana("9028100", "07"), pana("9034008", "07")}}}, 3, power("07")},
+        {"Panasonic 100", 0x1602, 100, {
+            {CmdBuilder(0xE013), {pana("9028100", "10"), pana("9034008", "10")}, nullptr, {10000, 25000, 10000, 37500, 10000, 37500}}},
+         3, power("10")},
+        // left at speed 8 (bits 11..15), the tilt byte carrying it too (the other moves and the lens speeds are
+        // the cross-check's); zoom in; out at full speed sends 0x7F for 0x80; iris (the centre closes); no
+        // other action. A control frame has its own 1 ms transmit enable before the one every write makes.
+        {"AutoDome", 0x200, 1, {
+            {mv(0x20, 0x40), {var(8, 0x40, 0x02)}, nullptr, {1000, 10000, 35000}},
+            {mv(0xFF, 0, 1), {var(0x70, 0, 0x20)}, "zoom in, 112\n"},
+            {mv(0, 0, 1), {var(0x7F, 0, 0x10)}, "zoom out, 128\n"},
+            {mv(64, 0, 3), {var(0, 0x02, 0)}, "PTZCORE : IRIS close\n"},
+            {mv(65, 0, 3), {var(0, 0x04, 0)}, "PTZCORE : IRIS open\n"}, {mv(0x20, 0x40, 4), {kAdStop}},
+            {CmdBuilder(0xE013), {kAdStop}}, {mv(0x48, 0, 1, 1), {var(16, 0, 0x20), kAdStop}},
+            // go to preset (offset 12), without a transmit enable of its own; no clear; store (action)
+            {CmdBuilder(0xE014).arg16(3), {fl(0x0503)}, nullptr, {10000, 35000}},
+            {CmdBuilder(0xE022).action(3), {}}, {CmdBuilder(0xE020).action(3), {{0x86, 0, 0, 7, 4, 3, 0x14}}},
+            // aux outputs up to 1024, off and on; 1025 and 1026 are codes of their own, 1027 nothing; menu,
+            // enter, escape
+            {aux(5, false), {fl(0x0205)}, "PTZSVR : philips autodome aux control(5)\n"},
+            {aux(1024, true), {fl(0x0500)}}, {aux(1025, true), {fl(1125)}},
+            {aux(1026, false), {fl(1126)}}, {aux(1027, true), {}},
+            {aux(595, false), {fl(302)}, "bosh menu\n"},
+            {aux(730, false), {var(0x40, 0x01, 0)}, "bosh enter\n"},
+            {aux(731, true), {var(0, 0x04, 0)}, "bosh esc\n"}}},
+        // the same inputs in the fixed-speed form, with a 0.5 ms enable; no stop after an action, no menu
+        {"AutoDome fixed", 0x201, 1, {
+            {mv(0x20, 0x40), {fs(0x1000)}, nullptr, {500, 10000, 35000}},
+            {mv(0xFF, 0, 1), {fs(0x0004)}}, {mv(0, 0, 1), {fs(0x0400)}}, {mv(64, 0, 3), {fs(0)}},
+            {mv(65, 0, 3), {fs(0)}}, {mv(0x20, 0x40, 4), {fs(0)}}, {CmdBuilder(0xE013), {fs(0)}},
+            {mv(0x20, 0x40, 0, 1), {fs(0x1000)}}, {aux(595, true), {}}}},
+        // the high address byte from the address itself, the low one from address - 1
+        {"AutoDome 0x100", 0x200, 0x100, {{CmdBuilder(0xE013), {{0x87, 1, 0xFF, 5, 0, 0, 0, 0x0C}}}}},
+        // at 115200 baud, so that the 5 ms minimum outlasts the line time; a fresh head is initialised first
+        {"VC-C4", 0x300, 1, {
+            // pan and tilt speeds 12 and 9 per step from the centre, at least 8; the drive: 1 right/up,
+            // 2 left/down, 0 inside 62..66; the stop after action byte is not looked at
+            {mv(0x40, 0x40), {vc(0x50, "008"), vc(0x51, "008"), vc(0x60, "00")}, nullptr, vcc4_waits(6)},
+            {mv(61, 67), {vc(0x50, "024"), vc(0x51, "01B"), vc(0x60, "21")}},
+            {mv(62, 66), {vc(0x50, "018"), vc(0x51, "012"), vc(0x60, "00")}},
+            {mv(0xFF, 0), {vc(0x50, "8F4"), vc(0x51, "240"), vc(0x60, "12")}},
+            {mv(0x20, 0x40, 0, 1), {vc(0x50, "180"), vc(0x51, "008"), vc(0x60, "20")}},
+            // go to preset 10 (':'); a store goes on as an aux command; aux 602 on
+            {CmdBuilder(0xE014).arg16(10), {vc(0x50, "300"), vc(0x51, "260"), vc(0x8A, ":")}},
+            {CmdBuilder(0xE020).action(5).arg16(602), {vc(0x89, "5"), vc(0xB5, "1")}, "VCC4 set preset : 35\n"},
+            {CmdBuilder(0xE091).arg16(602).action(0x0101), {vc(0xB5, "0")}, "VCC4 aux : 25a\n"},
+            // zoom wide (also at the centre) and tele: the speed frame always carries "00"
+            {mv(0, 0, 1), {vc(0xB4, "00"), vc(0xA2, "1")}, "zoom : 8h\n"},
+            {mv(0xFF, 0, 1), {vc(0xB4, "00"), vc(0xA2, "2")}, "zoom : 17h\n"},
+            {mv(0x40, 0, 1), {vc(0xB4, "00"), vc(0xA2, "1")}},
+            // focus far, manual first; nothing for iris, clear preset and other aux codes; stop
+            {mv(65, 0, 2), {vc(0xA1, "1"), vc(0xA1, "2")}},
+            {mv(0xFF, 0, 3), {}}, {CmdBuilder(0xE022).action(5), {}}, {CmdBuilder(0xE090).arg16(603).action(0x0101), {}},
+            {CmdBuilder(0xE013), {vc(0xA2, "0"), vc(0x53, "0", 0x30), vc(0xB1, "1"), vc(0x90, "1")}, "STOP\n"}},
+         7, {kOpen, kInit0, kInit1}},
+        // the data bytes of every frame: bit 7 of 0xBF reads as left; a stop after action and a stop clear the
+        // speeds; the WKC keyboard passes through
+        {"EZ", kEz.model, 0x123, {
+            {mv(0xFF, 0x40), {ez({0x00, 0xBF, 0x00})}},
+            {mv(0x30, 0x48, 0, 1), {ez({0, 0x90, 0x88}), ez({0, 0, 0})}},
+            {mv(0x60, 0, 2), {ez({0x04, 0, 0})}, nullptr, {}, {mv(0x30, 0x48, 0, 1)}},
+            {mv(0x20, 0, 2), {ez({0x08, 0, 0})}, nullptr, {}, {mv(0x30, 0x48), CmdBuilder(0xE013)}},
+            {CmdBuilder(0xE0A0).action(0x1C2).xy(3, 4), {ez({0xC2, 3, 4})}, "PTZSVR : special command from WKC keyboard 1c2h - 03h, 04h\n"},
+            {CmdBuilder(0xE0AA), {}}}},
+        // zoom carries the pan on; iris (the centre closes); no other action
+        {"F2E", kF2e.model, 0x123, {
+            {mv(0x30, 0x48), {f2e({0x80, 0x90, 0x88})}},
+            {mv(0x48, 0, 1), {f2e({0x91, 0x90, 0x88})}, nullptr, {}, {mv(0x30, 0x48)}},
+            {mv(0x40, 0, 2), {f2e({0, 0, 0})}}, {mv(0x40, 0, 3), {f2e({0x82, 0, 0})}},
+            {mv(0x41, 0, 3), {f2e({0x81, 0, 0})}}, {mv(0x30, 0x30, 9), {f2e({0, 0, 0})}},
+            {CmdBuilder(0xE013), {f2e({0, 0, 0})}}}},
+        // moves are pulses: the word, then a stop, 100 ms after each; a stop has nothing left to stop; an
+        // action with no word of its own sends the last one again
+        {"INOS", 0x900, 5, {
+            {mv(0x60, 0x48), {pd(0x02, 0x30, 0, 5), pd(0, 0, 0, 5)}, "\tx = 32\n"},
+            {mv(0x41, 0, 1), {pd(0x20, 0, 0, 5), pd(0, 0, 0, 5)}, "PTZSVR : INOS 0020h\n"},
+            {CmdBuilder(0xE0A6), {pd(0, 0, 0, 5)}}, {CmdBuilder(0xE013), {}},
+            {mv(0x10, 0x10, 2), {pd(0x20, 0, 0, 5), pd(0, 0, 0, 5)}, "INOS msg_id[e011],action[2],addr[5],x[16],y[16]", {}, {mv(0x41, 0, 1)}}}},
     };
     // clang-format on
     check(drivers);
@@ -428,6 +602,236 @@ TEST_F(Orx1000, AMoveIsResentTwiceThroughTheMainLoopAndAStopEndsIt) {
     send(mv(0x20, 0x20));
     idle(1000);
     EXPECT_EQ(writes().size(), 3u);
+}
+
+using PelcoD = OneCamera<0, 2, 0x1600, 1, RowTest>;
+
+TEST_F(PelcoD, PositionQueryReportsWhatTheCameraAnswers) {
+    // The camera answers each query 20 ms after it, with noise before the
+    // tilt answer and nothing at all for zoom.
+    board.on_write = [](SimBoard& b, const std::string& dev, const Bytes& data) {
+        if (data.size() != 7 || data[3] == 0x55) return;
+        Bytes reply = pd(static_cast<uint8_t>(data[3] + 8), 0x12, data[3] == 0x51 ? 0x34 : 0x56);
+        if (data[3] == 0x53) reply.insert(reply.begin(), {0xFF, 0x00, 0x00, 0x00});
+        b.queue_reply(dev, b.now() + 20000, reply);
+    };
+    handle(0, CmdBuilder(0xE0A6, 0).requester(1234));
+    const auto reports = board.find("ioctl", "/dev/con2rec");
+    ASSERT_EQ(reports.size(), 1u);
+    EXPECT_EQ(reports[0]->req, 6u);
+    const Bytes expected = {0x14, 0x40, 0, 0, 24,   0,    0, 0, 0xD2, 0x04, 0, 0, 0, 0, 0, 0,
+                            1,    0,    0, 0, 0x34, 0x12, 0, 0, 0x56, 0x12, 0, 0, 0, 0, 0, 0};
+    EXPECT_EQ(reports[0]->data, expected);
+    // The zoom query waited its whole 0.3 s limit.
+    EXPECT_GE(board.elapsed(), 300000);
+}
+
+// Over TVI a Pelco-D channel's coax ports are 5 and 6 (port 6 only where the recorder has no status
+// device to pick a coax protocol by the picture's format); every action is followed by a stop.
+TEST_F(Rs485, PelcoDOverTvi) {
+    const auto tvi = [](uint16_t cmd) { return bytes(pelcod_tvi_frame(7, cmd, 0, 0)); };
+    sysvar("coc_type", 3);
+    channel(1, 5, 0x1600, 7);
+    start();
+    // clang-format off
+    const std::pair<Bytes, std::vector<Bytes>> cases[] = {
+        {CmdBuilder(0xE011, 1).xy(0x10, 0x70), {bytes(pelcod_tvi_frame(7, 0x0C, 0x24, 0x24)), tvi(0)}},  // fixed speed
+        {CmdBuilder(0xE011, 1).action(1).xy(0x50, 0), {tvi(0x25), tvi(0x20), tvi(0)}},
+        {CmdBuilder(0xE011, 1).action(2).xy(0x50, 0), {tvi(0x27), tvi(0x100), tvi(0)}},  // focus is reversed
+        {CmdBuilder(0xE020, 1).action(3), {}},  // presets are ignored
+    };
+    // clang-format on
+    for (const auto& [cmd, frames] : cases) {
+        board.clear_calls();
+        handle(1, cmd);
+        EXPECT_EQ(coax_frames(), frames);
+        EXPECT_TRUE(sleeps().empty());
+        // The transmit request carries the channel, not a port.
+        for (const SimCall* call : board.find("ioctl", "/dev/av_devs"))
+            EXPECT_EQ(rd32(call->data.data()), 1u);
+    }
+    board.remove_device("/dev/vin_devs"), board.remove_device("/dev/av_devs");
+    for (int port : {6, 7}) {
+        channel(1, port, 0x1600, 7);
+        start();
+        handle(1, CmdBuilder(0xE013, 1));
+        EXPECT_EQ(log_has("PELCO_D_TVI msg_id[e013]"), port == 6) << port;
+    }
+}
+
+// The receive side is emptied before a long frame, at most 100 bytes of it.
+TEST_F(Rs485, PanasonicDrainsTheReceiveSide) {
+    channel(0, 2, 0x1602, 1);
+    start();
+    board.queue_reply("/dev/ttyS2", board.now(), Bytes(150, 0x55));
+    EXPECT_EQ(run(0, CmdBuilder(0xE014).arg16(2)),
+              (std::vector<Bytes>{pana(";RON:7"), pana("2021400:2022010")}));
+    EXPECT_TRUE(logged("pana_clear_recv : 100\n"));
+}
+
+// Addresses 0, 16, 32 and 48 share the device character 0x30 of the frames every head takes, and are
+// initialised before every command; the others before the first only.
+TEST_F(Rs485, Vcc4InitialisationPair) {
+    for (const uint16_t addr : {0, 16, 32, 48, 1, 0x40}) {
+        SCOPED_TRACE(addr);
+        channel(0, 2, 0x300, addr);
+        start();
+        const Bytes aux = vc(0xB5, "1", static_cast<uint8_t>(addr | 0x30));
+        const std::vector<Bytes> init{kOpen, kInit0, kInit1, aux}, plain{kOpen, aux};
+        EXPECT_EQ(run(0, CmdBuilder(0xE090).arg16(602)), init);
+        EXPECT_EQ(run(0, CmdBuilder(0xE090).arg16(602)), addr % 16 == 0 && addr < 64 ? init : plain);
+    }
+}
+
+// After its line time each frame reads the head's answer once, whatever has arrived, and pauses 30 ms:
+// answers that arrive 20 ms after their frame are read by the next one, the last one not at all.
+TEST_F(Rs485, Vcc4AnswerReads) {
+    channel(0, 2, 0x300, 1);  // 9600 baud: 7 bytes take 14.582 ms
+    start();
+    run(0, CmdBuilder(0xE013));
+    board.on_write = [](SimBoard& b, const std::string& dev, const Bytes&) {
+        b.queue_reply(dev, b.now() + 20000, {0xFE, 0x30, 0x31, 0x12, 0x8A, 0xEF});
+    };
+    ASSERT_EQ(run(0, CmdBuilder(0xE014).arg16(1)).size(), 4u);
+    const auto l = board.logs();
+    EXPECT_EQ(std::count(l.begin(), l.end(), "ACK : 12h8ah\n"), 3);
+    EXPECT_EQ(std::count(l.begin(), l.end(), "receive error\n"), 1);
+    const auto w = board.find("write", "/dev/ttyS2"), r = board.find("read", "/dev/ttyS2");
+    ASSERT_EQ(r.size(), 4u);
+    EXPECT_EQ(r[0]->t - w[0]->t, 14582);
+    EXPECT_EQ(w[1]->t - r[0]->t, 30000 + 10000);
+}
+
+class Wkc : public RowTest {
+protected:
+    void boot(const Head& h, uint16_t addr = 0x123, int baud = 3) {
+        channel(0, 2, h.model, addr, baud);
+        start();
+        Bytes ack(h.ack_len + 1, 0x11);
+        ack[0] = h.ack;
+        answer_writes(board, {{2000, ack}});  // every frame is answered 2 ms after it
+    }
+};
+
+// Each frame: 1 ms enable, the block (10 ms enable, then its line time or the 1 ms minimum), then the
+// answer's polls.
+TEST_F(Wkc, FrameWaitsAndTheKeyboardThroughTheMainLoop) {
+    for (const auto& [head, baud, wait] : {std::tuple{&kEz, 3, 10416u}, {&kEz, 7, 1000u}}) {
+        boot(*head, 1, baud);
+        handle(0, aux(595));  // 5 bytes
+        const auto s = sleeps();
+        ASSERT_GE(s.size(), 3u);
+        EXPECT_EQ(Waits(s.begin(), s.begin() + 3), (Waits{1000, 10000, wait}));
+    }
+    // The main loop does not list the keyboard's own message: it never reaches the driver.
+    board.clear_calls();
+    send(CmdBuilder(0xE0A0).action(0x1C2).xy(3, 4));
+    EXPECT_TRUE(writes().empty());
+}
+
+// The query's answer: C5, pan 0x7079 (900), tilt 0x01E0 (45), zoom 0x0203, one unused byte.
+const Bytes kPosition{0xC5, 0x70, 0x79, 0x01, 0xE0, 0x02, 0x03, 0x00};
+
+TEST_F(Wkc, GetPositionOnTimeLateNoisyTwiceShortOrNever) {
+    Bytes noise(19, 0x33), more_noise(20, 0x33);
+    noise.insert(noise.end(), kPosition.begin(), kPosition.end());
+    more_noise.insert(more_noise.end(), kPosition.begin(), kPosition.end());
+    const std::pair<Script, bool> rows[] = {
+        {{{2000, kPosition}}, true},
+        {{{2000, kPosition}, {2500, kPosition}}, true},
+        {{{2000, noise}}, true},
+        {{{2000, more_noise}}, false},  // each noise byte costs one of 20 attempts
+        {{{60000, kPosition}}, false},
+        {{{2000, Bytes(kPosition.begin(), kPosition.begin() + 4)}}, false},
+        {{}, false},
+        {stream(500000, {0x33}), false},
+    };
+    for (const auto& [script, ok] : rows) {
+        boot(kEz, 1);
+        answer_writes(board, script);
+        const int64_t t0 = board.now();
+        handle(0, CmdBuilder(0xE0A6, 0).requester(1234));
+        EXPECT_LT(board.now() - t0, 60000);  // the write, then 40 polls at most
+        EXPECT_EQ(writes(), (std::vector<Bytes>{wkc(kEz, {0x40}, 1)}));
+        const auto reports = board.find("ioctl", "/dev/con2rec");
+        ASSERT_EQ(reports.size(), 1u);
+        EXPECT_EQ(reports[0]->data, bytes(ok ? build_report(1234, 0, 1, 900, 45, 0x203)
+                                             : build_report(1234, 0, 0, ~0u, ~0u, ~0u)));
+        EXPECT_TRUE(logged(ok ? "EZ : get pos(0) 900, 45, 515\n" : "EZ : get pos failed\n"));
+        EXPECT_TRUE(logged("EZ : get pos returns 0\n"));
+        silence(board, *d);
+    }
+}
+
+TEST_F(Wkc, SetPositionAsksFirstForTheValuesItKeeps) {
+    const auto sum = [](Bytes f) {
+        unsigned s = 0;
+        for (uint8_t b : f) s += b;
+        f.push_back(static_cast<uint8_t>(s));
+        return f;
+    };
+    const auto at = [](uint32_t p, uint32_t t, uint32_t z) { return CmdBuilder(0xE0A4).pos(p, t, z); };
+    const Bytes ask_ez = wkc(kEz, {0x40}, 1), ask_f2e = wkc(kF2e, {0x40}, 1);
+    // A negative value keeps the head's own: ask first; the frame then starts with AA, on EZ too. No answer
+    // to the question: nothing more.
+    const std::tuple<const Head*, Bytes, bool, std::vector<Bytes>> rows[] = {
+        // head, command, answers, frames
+        {&kEz, at(900, 0, 0), true, {sum({0x5E, 0x10, 0x01, 0xFF, 0x70, 0x79, 0, 0, 0, 1})}},
+        {&kF2e, at(3599, 45, 7), true, {sum({0xAA, 0x50, 0x01, 0x71, 0, 0, 0x01, 0xE0, 0, 7})}},
+        {&kEz, at(0, ~0u, 9), true, {ask_ez, sum({0xAA, 0x10, 0x01, 0xFF, 0x95, 0xFA, 0x01, 0xE0, 0, 9})}},
+        {&kF2e, at(-5u, 0, ~0u), true, {ask_f2e, sum({0xAA, 0x50, 0x01, 0x71, 0x70, 0x79, 0, 0, 2, 3})}},
+        {&kEz, at(10, ~0u, 0), false, {ask_ez}},
+    };
+    for (const auto& [head, cmd, answers, frames] : rows) {
+        boot(*head, 1);
+        answer_writes(board, answers ? Script{{1000, kPosition}} : Script{},
+                      [](const Bytes& f) { return f.size() == 5; });
+        handle(0, cmd);
+        EXPECT_EQ(writes(), frames);
+        silence(board, *d);
+    }
+}
+
+using Inos = OneCamera<2, 2, 0x900, 5, RowTest>;
+
+TEST_F(Inos, PanAnswerOnTimeLateNoisyTwiceOrNever) {
+    // replies after the zero frame, and the dump from the rlen line on: no sum is checked; a short answer
+    // reads as the count with zeros behind; a line that keeps sending runs to the time limit
+    // clang-format off
+    struct Row { Script replies; uint32_t pan; const char* dump; };
+    const Row rows[] = {
+        {{{30000, {0xFF, 0x05, 0x2A, 0x00}}}, 0x2A, "PTZSVR : rlen is 0\nff 05 2a 00 00 00 00 \n pan : 2a\n"},
+        {{{30000, {0x01, 0x02, 0xFF, 0x05, 0x2B, 0x00}}}, 0x2B, "PTZSVR : rlen is 2\nff 05 2b 00 00 00 00 \n"},
+        {{{30000, {0xFF, 0x05, 0x2C, 0x99}}, {40000, {0xFF, 0x05, 0x11, 0}}}, 0x2C, "rlen is 0\n"},
+        {{{30000, {0xFF, 0x05}}}, 0, "PTZSVR : rlen is 2\n00 00 00 00 00 00 00 \n"},
+        {{}, 0, "PTZSVR : rlen is 0\n"},
+        {{{2200000, {0xFF, 0x05, 0x2E, 0x00}}}, 0, "PTZSVR : rlen is 0\n"},
+        {stream(3000000, {0x33}), 0, "PTZSVR : rlen is 128\n"},
+    };
+    // clang-format on
+    for (const Row& r : rows) {
+        answer_writes(board, r.replies, [](const Bytes& f) { return f[3] == 0; });
+        const int64_t t0 = board.now();
+        handle(2, CmdBuilder(0xE011, 2).xy(0x60, 0x48));
+        EXPECT_LE(board.now() - t0, 290000 + 2000000);
+        const auto reports = board.find("ioctl", "/dev/con2rec");
+        ASSERT_EQ(reports.size(), 1u);
+        EXPECT_EQ(reports[0]->data, bytes(build_report(0, 2, 0, r.pan, 0, 0)));
+        EXPECT_NE(log_text(board).find(r.dump), std::string::npos) << r.dump;
+        EXPECT_TRUE(logged(" tilt : 0\n"));
+        // settle, 35 ms and the 100 ms pulse for the move and for its stop; then the answer's wait
+        const Waits s = sleeps();
+        ASSERT_GE(s.size(), 6u);
+        EXPECT_EQ(Waits(s.begin(), s.begin() + 6), (Waits{10000, 35000, 100000, 10000, 35000, 100000}));
+        silence(board, *d);
+    }
+    // A silent head holds the loop for its wait only: two queries queued together are both served.
+    const int64_t t0 = board.now();
+    board.queue_datagram(t0, CmdBuilder(0xE0A6, 2));
+    board.queue_datagram(t0, CmdBuilder(0xE0A6, 2));
+    for (int pass = 0; pass < 100 && board.find("ioctl", "/dev/con2rec").size() < 2; ++pass) d->run_once();
+    EXPECT_EQ(writes().size(), 2u);
+    EXPECT_LE(board.now() - t0, 2 * (45000 + 2000000));
 }
 
 }  // namespace

@@ -52,6 +52,7 @@ struct Driver {
     uint16_t model, addr;
     std::vector<Row> rows;
     int baud = 3;
+    std::vector<Bytes> lead = {};  // frames every command opens with
 };
 
 using Waits = std::vector<uint32_t>;
@@ -73,16 +74,18 @@ protected:
         return false;
     }
     // Each row on its own, from a fresh driver state (but for the commands it names to run first).
-    void check(int ch, std::span<const Row> rows) {
+    void check(int ch, std::span<const Row> rows, const std::vector<Bytes>& lead = {}) {
         for (size_t i = 0; i < rows.size(); ++i) {
             const Row& r = rows[i];
             SCOPED_TRACE(i);
             d->drv = {};
             for (const Bytes& cmd : r.before) handle(ch, cmd);
-            EXPECT_EQ(run(ch, r.cmd), r.frames);
+            std::vector<Bytes> want = lead;
+            want.insert(want.end(), r.frames.begin(), r.frames.end());
+            EXPECT_EQ(run(ch, r.cmd), want);
             const bool absent = r.log && *r.log == '!';
             EXPECT_TRUE(!r.log || log_has(r.log + absent) != absent) << r.log;
-            EXPECT_TRUE(r.waits.empty() || sleeps() == r.waits);
+            EXPECT_TRUE(r.waits.empty() || sleeps() == r.waits) << testing::PrintToString(sleeps());
         }
     }
     void check(std::span<const Driver> drivers) {
@@ -90,7 +93,7 @@ protected:
             SCOPED_TRACE(dr.name);
             channel(0, 2, dr.model, dr.addr, dr.baud);
             start();
-            check(0, dr.rows);
+            check(0, dr.rows, dr.lead);
         }
     }
 };
