@@ -37,13 +37,15 @@ TEST_F(Dispatch, PtzDevicesAreTheTableRowsAnd2054And2055) {
         ASSERT_EQ(is_ptz_device(m), find_driver(static_cast<uint16_t>(m)) || m == 2054 || m == 2055) << m;
 }
 
+// The detected format comes from the vin device's status record, else from the av device's.
 TEST_F(Dispatch, CoaxAutomaticFollowsTheDetectedFormat) {
     // clang-format off
-    struct Case { uint32_t format; const char* choice; bool coax_frame; };
+    struct Case { uint32_t format; const char* choice; bool coax_frame; const char* status_dev = "/dev/vin_devs"; unsigned long req = 0x80807611; };
     const Case cases[] = {
         {4, "\tset to HIK-C\n", true},
         {3, "\tset to HDA\n", true},
         {0, "\tset to C1080\n", false},
+        {3, "\tset to HDA\n", true, "/dev/av_devs", 0x80806111},
     };
     // clang-format on
     for (const Case& c : cases) {
@@ -51,28 +53,21 @@ TEST_F(Dispatch, CoaxAutomaticFollowsTheDetectedFormat) {
         sysvar("coc_type", 6);
         channel(1, 6, 0x1600);  // a serial protocol: passes the check, then the format decides
         board.formats[1] = c.format;
+        if (c.req != 0x80807611) board.remove_device("/dev/vin_devs");
         start();
         handle(1, CmdBuilder(0xE013, 1));
         EXPECT_TRUE(logged(c.choice));
         EXPECT_EQ(coax_frames().size(), c.coax_frame ? 1u : 0u);
         EXPECT_TRUE(board.writes("/dev/ttyS3").empty() || !c.coax_frame);
+        const auto status = board.find("ioctl", c.status_dev);
+        ASSERT_FALSE(status.empty());
+        EXPECT_EQ(status[0]->req, c.req);
     }
     // Without any video-input device the configured model is used.
-    board.remove_device("/dev/vin_devs");
     board.remove_device("/dev/av_devs");
     start();
     handle(1, CmdBuilder(0xE013, 1));
     EXPECT_EQ(board.writes("/dev/ttyS3").size(), 1u);  // Pelco-D stop on the coax mux port
-}
-
-TEST_F(Dispatch, StatusFallsBackToTheAvDevice) {
-    board.remove_device("/dev/vin_devs");
-    channel(0, 2, 0x1600);
-    start();
-    handle(0, CmdBuilder(0xE013));
-    const auto io = board.find("ioctl", "/dev/av_devs");
-    ASSERT_EQ(io.size(), 1u);
-    EXPECT_EQ(io[0]->req, 0x80806111u);
 }
 
 TEST_F(Dispatch, SameCommandCheckOnlyForCoaxProtocols) {
