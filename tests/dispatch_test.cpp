@@ -92,30 +92,5 @@ TEST_F(Dispatch, SameCommandCheckOnlyForCoaxProtocols) {
     EXPECT_EQ(writes().size(), 2u);
 }
 
-TEST_F(Dispatch, MultiplexerByCocType) {
-    // clang-format off
-    struct Case { int coc_type; const char* dev; unsigned long req; unsigned long arg; };
-    // Channel 5 lies in a tdm group of 4 whose receiver is channel 7.
-    const Case cases[] = {
-        {2, "/dev/orv_poc", 0x80045702, 5},
-        {4, "/dev/orv_poc", 0x80045702, 7},
-        {5, "/dev/dio", 0x1002, 7},
-    };
-    // clang-format on
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.coc_type);
-        sysvar("coc_type", c.coc_type);
-        channel(5, 5, 0x1600);
-        board.config[kChannelRecordSize * 7 + cfg::receiver_type] = 12;
-        start();
-        handle(5, CmdBuilder(0xE013, 5));
-        const SimCall* mux = nullptr;
-        for (const SimCall* call : board.find("ioctl", c.dev))
-            if (call->req == c.req) mux = call;
-        ASSERT_NE(mux, nullptr);
-        EXPECT_EQ(mux->arg, c.arg);
-    }
-}
-
 }  // namespace
 }  // namespace ptz::test

@@ -28,14 +28,18 @@ TEST_F(Routing, CoaxPortNumber) {
 // Receiver types 10 to 16 on channels 0 to 15 make the channel the target of a group of type - 8 channels
 // ending at it, or one channel later on some video receivers; the recorder keeps the first eight groups. A
 // channel in a group is addressed by its place in the group and its coax line is switched through the
-// target. The 393 and 395 wire their groups in fixed rows of four instead, the last group deciding, and
-// switch lines through their two receivers. Swept over random receiver types against those rules.
+// target, as is the multiplexer of coc types 4 and 5. Ports 5 to 7 switch the line with one pair of
+// requests, port 8 with its own, only for the formats that carry coax control. The 393 and 395 wire their
+// groups in fixed rows of four instead, the last group deciding, and switch lines through their two
+// receivers. Swept over random receiver types against those rules.
 TEST_F(Routing, GroupsAddressesAndLineTargets) {
     constexpr int kRows[16] = {0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 1, 2, 0, 1, 2, 3};
     std::mt19937 rng(16);
-    sysvar("coc_type", 6);
-    board.formats.fill(5);
-    for (unsigned trial = 0; trial < 240; ++trial) {
+    std::array<int, 18> port{};
+    for (unsigned trial = 0; trial < 400; ++trial) {
+        // the line switch of coc type 6, the multiplexers of the others
+        const int coc = std::array{6, 4, 5, 2}[trial / 12 % 4];
+        sysvar("coc_type", coc);
         const int model = std::array{0, 393, 395}[trial % 3];
         const int vrt = std::array{0, 13, 14, 15, 16, 17, 21, 22, 23, 24}[rng() % 10];
         const bool later = vrt == 14 || vrt == 15 || vrt == 17 || vrt == 22 || vrt == 23;
@@ -44,7 +48,9 @@ TEST_F(Routing, GroupsAddressesAndLineTargets) {
         std::vector<TdmEntry> groups;
         for (int ch = 0; ch < 18; ++ch) {
             const int type = rng() % 4 < trial / 3 % 4 ? static_cast<int>(8 + rng() % 10) : 0;
-            channel(ch, 5, 2054, 55);
+            port[static_cast<size_t>(ch)] = std::array{4, 5, 7, 8}[rng() % 4];  // a serial port, or coax
+            channel(ch, port[static_cast<size_t>(ch)], 2054, 55);  // 2054 passes the PTZ check, has no driver
+            if (ch < 16) board.formats[static_cast<size_t>(ch)] = rng() % 17;
             board.config[kChannelRecordSize * static_cast<size_t>(ch) + cfg::receiver_type] =
                 static_cast<uint8_t>(type);
             const int last = later ? ch + 2 : ch + 1;
@@ -59,11 +65,11 @@ TEST_F(Routing, GroupsAddressesAndLineTargets) {
                       std::tie(g.target, g.count, g.first, g.last));
         }
         for (int ch = 0; ch < 16; ++ch) {
-            int addr = 0, line = -1;
+            int addr = 0, line = -1, target = -1;  // target: of the first group that holds the channel
             for (const TdmEntry& g : groups) {
-                if (model == 0 && g.first <= ch && ch < g.last) {
-                    std::tie(addr, line) = std::pair(ch - g.first + 1, g.target);
-                    break;
+                if (target < 0 && g.first <= ch && ch < g.last) {
+                    target = g.target;
+                    if (model == 0) addr = ch - g.first + 1;
                 }
                 if (model == 0) continue;
                 const int row = ch + 4 * (g.count - 1);
@@ -73,13 +79,31 @@ TEST_F(Routing, GroupsAddressesAndLineTargets) {
                                       (g.count == 2 && (ch == 1 || ch == 3))))
                     line = 1;
             }
+            if (model == 0) line = target;
             SCOPED_TRACE(::testing::Message() << "trial " << trial << " channel " << ch);
             EXPECT_EQ(get_ptz_addr_from_conf(*d, ch), addr ? static_cast<uint32_t>(addr) : 55u);
             board.clear_calls();
             handle(ch, CmdBuilder(0xE013, static_cast<uint16_t>(ch)));
             const auto io = board.find("ioctl", "/dev/av_devs");
             const uint8_t via = static_cast<uint8_t>(line < 0 ? ch : line);
+            const bool coax = port[static_cast<size_t>(ch)] != 4, p8 = port[static_cast<size_t>(ch)] == 8;
+            if (coc != 6) {  // no line switch; the multiplexer by the group, on coc type 2 by the channel
+                const auto mux = board.find("ioctl", coc == 5 ? "/dev/dio" : "/dev/orv_poc");
+                ASSERT_EQ(mux.size(), coax ? 1u : 0u);
+                if (!coax) continue;
+                EXPECT_EQ(mux[0]->req, coc == 5 ? 0x1002u : 0x80045702u);
+                EXPECT_EQ(mux[0]->arg, static_cast<unsigned long>(target < 0 || coc == 2 ? ch : target));
+                EXPECT_TRUE(io.empty());
+                continue;
+            }
+            const uint32_t f = board.formats[static_cast<size_t>(ch)];  // the formats that carry control
+            if (!coax || (f != 5 && f != 6 && f != 7 && f != 9 && f != 10 && f != 14 && f != 15 && f != 16)) {
+                EXPECT_TRUE(io.empty());
+                continue;
+            }
             ASSERT_EQ(io.size(), 2u);
+            EXPECT_EQ(io[0]->req, p8 ? 0x8004611Bu : 0x8004610Au);  // on, then off
+            EXPECT_EQ(io[1]->req, p8 ? 0x8004611Cu : 0x8004610Bu);
             EXPECT_EQ(io[0]->arg, via);
             EXPECT_EQ(io[1]->data, (Bytes{0, 0, 1, via}));
         }
@@ -127,32 +151,12 @@ TEST_F(Routing, OpensOnlyPortsInUse) {
     EXPECT_EQ(set[0]->line.data_bits, 8);
 }
 
-// Ports 5 to 7 switch the coax line with one pair of requests, port 8 with its own, only for the formats
-// that carry coax control.
-TEST_F(Routing, CoaxLineSwitchAroundTheDriver) {
+// In face-detect mode the line is only ever switched on, once.
+TEST_F(Routing, FaceDetectSwitchesOnlyOnOnce) {
     sysvar("coc_type", 6);
-    struct Case {
-        int port, format;
-        std::vector<uint32_t> reqs;  // on, then off
-    };
-    const Case cases[] = {{4, 5, {}},
-                          {5, 5, {0x8004610A, 0x8004610B}},
-                          {7, 16, {0x8004610A, 0x8004610B}},
-                          {6, 4, {}},
-                          {8, 16, {0x8004611B, 0x8004611C}}};
-    for (const Case& c : cases) {
-        channel(2, c.port, 2054);  // passes the PTZ check but has no driver
-        board.formats[2] = static_cast<uint32_t>(c.format);
-        start();
-        handle(2, CmdBuilder(0xE013, 2));
-        std::vector<uint32_t> reqs;
-        for (const SimCall* io : board.find("ioctl", "/dev/av_devs"))
-            if (io->req != 0x40126120) reqs.push_back(static_cast<uint32_t>(io->req));  // not a coax frame
-        EXPECT_EQ(reqs, c.reqs) << c.port;
-    }
-
-    // In face-detect mode the line is only ever switched on, once.
-    board.clear_calls();
+    channel(2, 8, 2054);
+    board.formats[2] = 16;
+    start();
     d->sv.face_detect = 1;
     handle(2, CmdBuilder(0xE013, 2));
     handle(2, CmdBuilder(0xE013, 2));

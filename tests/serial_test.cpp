@@ -159,10 +159,11 @@ TEST_F(Serial, RecvByHeader) {
     EXPECT_EQ(Bytes(out, out + 7), (Bytes{0xFF, 1, 2, 3, 4, 5, 6}));
 }
 
-// The one-byte acknowledgement: 1 for any byte, 0 on a quiet line.
-TEST_F(Serial, ReadAckByte) {
-    line(0, {0xFF});
+// The one-byte reads: the acknowledgement is 1 for any byte, 0 on a quiet line.
+TEST_F(Serial, OneByteReads) {
+    line(0, {0xFF, 0x42});
     EXPECT_EQ(read_ack_byte(*d, 2), 1);
+    EXPECT_EQ(port_read_byte(*d, 2), 0x42);
     EXPECT_EQ(read_ack_byte(*d, 2), 0);
 }
 
