@@ -17,6 +17,7 @@ protected:
         channel(0, 2, 0x1600, 1);
         channel(1, 2, 0x1600, 2);
         for (int k = 0; k < 40; ++k) preset_entry(0, k, static_cast<uint16_t>(100 + k));
+        preset_entry(0, 60, 0x2A);  // lies inside channel 1's record
         start();
     }
 };
@@ -41,6 +42,7 @@ TEST_F(MainLoop, MessageTableRewritesBeforeDispatch) {
         {"0xE122 is clear without look-up", CmdBuilder(0xE122).action(5), {pd(0x05, 0, 5)}},
         {"unknown id dropped", CmdBuilder(0xE015).action(5), {}},
         {"channel 64 dropped", CmdBuilder(0xE011, 64).xy(0x20, 0x40), {}},
+        {"a look-up far into the following records", CmdBuilder(0xE014).arg16(60), {pd(0x07, 0, 0x2A)}},
         {"preset entry past the image dropped", CmdBuilder(0xE014).arg16(0xFFFF), {}},
         {"entry past the image via aux dropped", CmdBuilder(0xE090).arg16(0xFFF0), {}},
         {"short datagram reads the rest as it stands", Bytes{0x13, 0xE0}, {pd(0, 0, 0)}},
@@ -62,12 +64,6 @@ TEST_F(MainLoop, MessageTableRewritesBeforeDispatch) {
         EXPECT_EQ(writes(), c.expected);
         EXPECT_EQ(logged("PTZSVR : send stop(0) if last command was azi\n"), c.stops);
     }
-    // A look-up far into the following records stays a look-up.
-    board.clear_calls();
-    preset_entry(0, 60, 0x2A);  // lies inside channel 1's record
-    d->update_conf = 1;
-    send(CmdBuilder(0xE014).arg16(60));
-    EXPECT_EQ(writes().back(), pd(0x07, 0, 0x2A));
 }
 
 TEST_F(MainLoop, RepeatsTheStoredCommandUnderTheVirtualClock) {
