@@ -116,6 +116,7 @@ using Startup = DaemonTest;
 TEST_F(Startup, WaitsForAPublishedConfigurationAndLogsTheMachine) {
     sysvar("model", 523);
     sysvar("coc_type", 7);
+    board.set_sysvar("/proc/orv_sys_vars/video_ch_cnt", std::string(31, '0') + "4");  // 31 bytes are read
     channel(0, 3, 0x1600);
     board.publish_config(board.now() + 12000000, board.config);
     board.config[0] = 0;
@@ -126,7 +127,7 @@ TEST_F(Startup, WaitsForAPublishedConfigurationAndLogsTheMachine) {
     EXPECT_EQ(std::ranges::count(board.logs(), "ptzsvr_load_conf()\n"), 1);
     EXPECT_EQ(board.written_files["/tmp/ptzsvr.pid"], "4242");
     EXPECT_TRUE(logged("system_variable_set_model() : model = 523\n"));
-    EXPECT_TRUE(logged("PTZSVR : __model = 523, __max_coc_channels = 4, __coc_type = 7\n"));
+    EXPECT_TRUE(logged("PTZSVR : __model = 523, __max_coc_channels = 0, __coc_type = 7\n"));
     EXPECT_EQ(board.find("open", "/dev/ttyS3").size(), 2u);
 }
 
