@@ -31,6 +31,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "common/wire.h"
 #include "core/command.h"
@@ -53,23 +54,18 @@ inline constexpr const char* kSerialDevices[] = {"/dev/ttyS0", "/dev/ttyS1", "/d
 inline constexpr size_t kMaxRecords = 16;
 inline constexpr int kSigUsr1 = 10, kSigUsr2 = 12;
 
-class Reader {
-public:
-    Reader(const uint8_t* p, size_t n) : p_(p), n_(n) {}
-    uint8_t u8() { return at_ < n_ ? p_[at_++] : 0; }
+struct Reader {
+    const uint8_t* p;
+    size_t n;
+    size_t at = 0;
+    uint8_t u8() { return at < n ? p[at++] : 0; }
     uint16_t u16() { return static_cast<uint16_t>(u8() | (u8() << 8)); }
-    bool done() const { return at_ >= n_; }
+    bool done() const { return at >= n; }
     Bytes bytes(size_t len) {
-        const size_t n = len < n_ - at_ ? len : n_ - at_;
-        Bytes out(p_ + at_, p_ + at_ + n);
-        at_ += n;
-        return out;
+        const size_t k = len < n - at ? len : n - at;
+        at += k;
+        return Bytes(p + at - k, p + at);
     }
-
-private:
-    const uint8_t* p_;
-    size_t n_;
-    size_t at_ = 0;
 };
 
 class Run {
@@ -88,13 +84,13 @@ public:
         board.on_write = [this](SimBoard& b, const std::string& dev, const Bytes&) {
             auto it = replies_.find(dev);
             if (it == replies_.end() || it->second.empty()) return;
-            b.queue_reply(dev, b.now() + it->second.front().delay_us, it->second.front().data);
+            b.queue_reply(dev, b.now() + it->second.front().first, it->second.front().second);
             it->second.pop_front();
         };
     }
 
     void execute(const uint8_t* data, size_t size) {
-        Reader in(data, size);
+        Reader in{data, size};
         sysvar("coc_type", in.u8() % 10);
         const uint8_t model = in.u8();
         sysvar("model", kBoardModels[model % std::size(kBoardModels)]);
@@ -107,7 +103,7 @@ public:
         for (int n = in.u8() % 4; n > 0; --n) {
             const char* dev = kSerialDevices[in.u8() % std::size(kSerialDevices)];
             const int64_t delay = int64_t{in.u16()} * 10;
-            replies_[dev].push_back({delay, in.bytes(in.u8() % 24)});
+            replies_[dev].emplace_back(delay, in.bytes(in.u8() % 24));
         }
 
         d = std::make_unique<Daemon>(board);
@@ -142,11 +138,6 @@ public:
     }
 
 private:
-    struct Reply {
-        int64_t delay_us;
-        Bytes data;
-    };
-
     void sysvar(const std::string& name, int v) {
         board.set_sysvar("/proc/orv_sys_vars/" + name, std::to_string(v));
     }
@@ -172,7 +163,7 @@ private:
         wr16(r + cfg::preset_table + cfg::preset_stride, in.u16());
     }
 
-    std::map<std::string, std::deque<Reply>> replies_;
+    std::map<std::string, std::deque<std::pair<int64_t, Bytes>>> replies_;  // delay in us, bytes
 };
 
 }  // namespace ptz::fuzz

@@ -15,7 +15,7 @@ TEST_F(Dispatch, RefusesBeforeTouchingAnyDevice) {
         {1, 0x1600, -3, "PTZSVR : eptz_handler() : CH(1) : wrong port value(1)\n"},
         {9, 0x1600, -3, "PTZSVR : eptz_handler() : CH(1) : wrong port value(9)\n"},
         {3, 0x1234, -2, "PTZSVR : eptz_handler() : device of port(3) is not PTZ device : model_id(4660)\n"},
-        {3, 2054, 0, "PTZSVR : what model_id is this? 2054\n"},
+        {3, 2054, 0, "PTZSVR : eptz_handler() : port:3, addr:1, model_id:806, is_coc 0\n"},
         {3, 2055, 0, "PTZSVR : what model_id is this? 2055\n"},
     };
     // clang-format on
@@ -37,13 +37,15 @@ TEST_F(Dispatch, PtzDevicesAreTheTableRowsAnd2054And2055) {
         ASSERT_EQ(is_ptz_device(m), find_driver(static_cast<uint16_t>(m)) || m == 2054 || m == 2055) << m;
 }
 
+// The detected format comes from the vin device's status record, else from the av device's.
 TEST_F(Dispatch, CoaxAutomaticFollowsTheDetectedFormat) {
     // clang-format off
-    struct Case { uint32_t format; const char* choice; bool coax_frame; };
+    struct Case { uint32_t format; const char* choice; bool coax_frame; const char* status_dev = "/dev/vin_devs"; unsigned long req = 0x80807611; };
     const Case cases[] = {
         {4, "\tset to HIK-C\n", true},
         {3, "\tset to HDA\n", true},
         {0, "\tset to C1080\n", false},
+        {3, "\tset to HDA\n", true, "/dev/av_devs", 0x80806111},
     };
     // clang-format on
     for (const Case& c : cases) {
@@ -51,34 +53,26 @@ TEST_F(Dispatch, CoaxAutomaticFollowsTheDetectedFormat) {
         sysvar("coc_type", 6);
         channel(1, 6, 0x1600);  // a serial protocol: passes the check, then the format decides
         board.formats[1] = c.format;
+        if (c.req != 0x80807611) board.remove_device("/dev/vin_devs");
         start();
         handle(1, CmdBuilder(0xE013, 1));
         EXPECT_TRUE(logged(c.choice));
         EXPECT_EQ(coax_frames().size(), c.coax_frame ? 1u : 0u);
         EXPECT_TRUE(board.writes("/dev/ttyS3").empty() || !c.coax_frame);
+        const auto status = board.find("ioctl", c.status_dev);
+        ASSERT_FALSE(status.empty());
+        EXPECT_EQ(status[0]->req, c.req);
     }
     // Without any video-input device the configured model is used.
-    board.remove_device("/dev/vin_devs");
     board.remove_device("/dev/av_devs");
     start();
     handle(1, CmdBuilder(0xE013, 1));
     EXPECT_EQ(board.writes("/dev/ttyS3").size(), 1u);  // Pelco-D stop on the coax mux port
 }
 
-TEST_F(Dispatch, StatusFallsBackToTheAvDevice) {
-    board.remove_device("/dev/vin_devs");
-    channel(0, 2, 0x1600);
-    start();
-    handle(0, CmdBuilder(0xE013));
-    const auto io = board.find("ioctl", "/dev/av_devs");
-    ASSERT_EQ(io.size(), 1u);
-    EXPECT_EQ(io[0]->req, 0x80806111u);
-}
-
 TEST_F(Dispatch, SameCommandCheckOnlyForCoaxProtocols) {
     channel(0, 5, 0x808);
     channel(1, 5, 0x808);
-    channel(2, 2, 0x1600);
     start();
     const Bytes move = CmdBuilder(0xE011, 0).xy(0x20, 0x40);
     handle(0, move);
@@ -91,35 +85,6 @@ TEST_F(Dispatch, SameCommandCheckOnlyForCoaxProtocols) {
     // Other channels have their own slot.
     handle(1, CmdBuilder(0xE011, 1).xy(0x20, 0x40));
     EXPECT_EQ(coax_frames().size(), 2u);
-    // Pelco-D is never suppressed.
-    handle(2, CmdBuilder(0xE013, 2));
-    handle(2, CmdBuilder(0xE013, 2));
-    EXPECT_EQ(writes().size(), 2u);
-}
-
-TEST_F(Dispatch, MultiplexerByCocType) {
-    // clang-format off
-    struct Case { int coc_type; const char* dev; unsigned long req; unsigned long arg; };
-    // Channel 5 lies in a tdm group of 4 whose receiver is channel 7.
-    const Case cases[] = {
-        {2, "/dev/orv_poc", 0x80045702, 5},
-        {4, "/dev/orv_poc", 0x80045702, 7},
-        {5, "/dev/dio", 0x1002, 7},
-    };
-    // clang-format on
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.coc_type);
-        sysvar("coc_type", c.coc_type);
-        channel(5, 5, 0x1600);
-        board.config[kChannelRecordSize * 7 + cfg::receiver_type] = 12;
-        start();
-        handle(5, CmdBuilder(0xE013, 5));
-        const SimCall* mux = nullptr;
-        for (const SimCall* call : board.find("ioctl", c.dev))
-            if (call->req == c.req) mux = call;
-        ASSERT_NE(mux, nullptr);
-        EXPECT_EQ(mux->arg, c.arg);
-    }
 }
 
 }  // namespace

@@ -67,9 +67,7 @@ protected:
         board.config.assign(kMaxChannels * kChannelRecordSize, 0);
         wr32(board.config.data(), kConfValid);
         sysvar("video_ch_cnt", 4);
-        sysvar("coc_type", 0);
-        sysvar("rs485_type", 0);
-        sysvar("model", 0);
+        for (const char* name : {"coc_type", "rs485_type", "model"}) sysvar(name, 0);
         for (const char* tty : {"/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2", "/dev/ttyS3", "/dev/ttyUSB0"})
             board.add_device(tty);
     }
@@ -129,15 +127,8 @@ protected:
                 out.emplace_back(c->data.begin() + 8, c->data.begin() + 8 + rd32(c->data.data() + 4));
         return out;
     }
-    bool logged(const std::string& text) const {
-        for (const std::string& l : board.logs())
-            if (l == text) return true;
-        return false;
-    }
-    size_t count_sleeps(uint32_t us) const {
-        const auto s = sleeps();
-        return static_cast<size_t>(std::count(s.begin(), s.end(), us));
-    }
+    bool logged(const std::string& text) const { return std::ranges::count(board.logs(), text) > 0; }
+    size_t count_sleeps(uint32_t us) const { return static_cast<size_t>(std::ranges::count(sleeps(), us)); }
     std::vector<uint32_t> sleeps() const {
         std::vector<uint32_t> out;
         for (const SimCall* c : board.find("sleep")) out.push_back(c->us);
