@@ -47,7 +47,8 @@ TEST_F(Routing, GroupsAddressesAndLineTargets) {
         sysvar("video_receiver_type", vrt);
         std::vector<TdmEntry> groups;
         for (int ch = 0; ch < 18; ++ch) {
-            const int type = rng() % 4 < trial / 3 % 4 ? static_cast<int>(8 + rng() % 10) : 0;
+            int type = rng() % 4 < trial / 3 % 4 ? static_cast<int>(8 + rng() % 10) : 0;
+            if (ch == 2 && trial % 8 == 0) type = 10;  // a group of two on the 393's second receiver
             port[static_cast<size_t>(ch)] = std::array{4, 5, 7, 8}[rng() % 4];  // a serial port, or coax
             channel(ch, port[static_cast<size_t>(ch)], 2054, 55);  // 2054 passes the PTZ check, has no driver
             if (ch < 16) board.formats[static_cast<size_t>(ch)] = rng() % 17;
@@ -133,10 +134,13 @@ TEST_F(Routing, CoaxChannelsSetTheCoaxPortsLine) {
     }
 }
 
-// Port 2 is the second UART on the rs485 types 17, 19, 20, 21 and 24, the third on any other.
+// Port 1 is the first UART, port 2 the second on the rs485 types 17, 19, 20, 21 and 24 and the third on
+// any other, port 4 the fourth. The start opens ports 1 to 4 only.
 TEST_F(Routing, OpensOnlyPortsInUse) {
     channel(0, 2, 0x1600);
     channel(1, 4, 0x1600);
+    channel(2, 1, 0x1600);
+    channel(3, 13, 0x1600);  // the USB keyboard's port: not opened at the start
     for (int t = 0; t < 26; ++t) {
         sysvar("rs485_type", t);
         board.clear_calls();
@@ -146,14 +150,15 @@ TEST_F(Routing, OpensOnlyPortsInUse) {
         for (const SimCall* c : board.find("open"))
             if (c->dev.rfind("/dev/tty", 0) == 0) opened.push_back(c->dev);
         const bool second = t == 17 || t == 19 || t == 20 || t == 21 || t == 24;
-        EXPECT_EQ(opened, (std::vector<std::string>{second ? "/dev/ttyS1" : "/dev/ttyS2", "/dev/ttyS3"}))
+        EXPECT_EQ(opened, (std::vector<std::string>{"/dev/ttyS0", second ? "/dev/ttyS1" : "/dev/ttyS2",
+                                                    "/dev/ttyS3"}))
             << t;
     }
     EXPECT_FALSE(logged("PTZSVR : open_serial(0) in normal open\n"));  // the unset channels' port
     EXPECT_TRUE(logged("PTZSVR : In this model, we don't have port mapping\n"));
     // Each port starts at 9600 8N1.
     const auto set = board.find("tcsetattr");
-    ASSERT_EQ(set.size(), 2u);
+    ASSERT_EQ(set.size(), 3u);
     EXPECT_EQ(set[0]->line.baud, 9600u);
     EXPECT_EQ(set[0]->line.data_bits, 8);
 }

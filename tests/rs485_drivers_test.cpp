@@ -198,6 +198,7 @@ TEST_F(Rs485, OneTablePerDriver) {
             // aux: the traces where on and off send the same frame, the bytes the camera does not look at
             {aux(111, false), {spd(0x71, 1, 0, 0xFF)}}, {aux(730), {spd(0x100, 0, 0, 0xFF)}}, {aux(731), {spd(0x200, 0, 0, 0xFF)}},
             {aux(900, true), {spd(0x45, 1, 0xFF, 0xFF)}, "AF On\n"}, {aux(900, false), {spd(0x45, 1, 0xFF, 0xFF)}, "AF Off\n"},
+            {aux(740, true), {spd(0xB1, 1, 0xFF, 0xFF)}, "special Menu Off\n"},
             {aux(1, true), {}, "SPD : AUX 1\n"},
             {CmdBuilder(0xE0A4), {}}}},
         {"SPD variant", 8705, 1, {
@@ -220,6 +221,8 @@ TEST_F(Rs485, OneTablePerDriver) {
         {"SRX-100B", 6401, 1, {
             // both speeds whichever axis moves; no stop after an action
             {mv(0x10, 0x40, 0, 1), {spd(0x04, 0x3F, 0x3F)}},
+            // a lens key at the centre: the all-zero word
+            {mv(0x40, 0, 2), {spd(0)}},
             // the SPD sender's waits
             {CmdBuilder(0xE013), {spd(0x0400)}, nullptr, kSpdWaits},
             // no presets
