@@ -287,7 +287,7 @@ TEST_F(C1080, FramesPausesAndLog) {
         {"C1080PT held iris key", 5, {aux(130)}, {f(0x200), f(0)}, {kLine, 1000000, kLine}, {"manual iris open\n", "Send Stop\n"}},
         {"C1080PT camera reset", 5, {aux(930)}, {f(0x9030, 0, 0x0B)}, {2000000, kNoWait}, {"AUX_VAL_CAM_RESET\n"}},
         {"C1080PT scan log", 5, {aux(721)}, {f(0x23, 0, 17)}, {kLine}, {"run scan 1\n"}},
-        {"C1080PT frame scan log", 5, {aux(598)}, {f(0x07, 0, 98)}, {kLine}, {"frame scan\n"}},
+        {"C1080PT frame and auto scan logs", 5, {aux(598), aux(599)}, {f(0x07, 0, 98), f(0x07, 0, 99)}, {kLine, kLine}, {"frame scan\n", "auto scan\n"}},
         {"C1080PT unnamed aux", 5, {aux(8)}, {f(0x07, 0, 8)}, {kLine}, {"pelcod unkown aux command sent to preset, 8\n"}},
         {"WONWOO go to, no pause", 1, {CmdBuilder(0xE014, 1).arg16(12)}, {f(0x07, 0, 12)}, {kNoWait}, {"C1080PT_WONWOO msg_id[e014],action[0],addr[3],x[12],y[0]\r\n", "C1080PT_WONWOO : goto preset 12\n"}},
         {"WONWOO aux 3 off", 2, {aux(3, false)}, {f(0x0B, 0, 3)}, {kNoWait, 100000}, {"run aux 3 off\n"}},

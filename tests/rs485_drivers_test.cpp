@@ -1,5 +1,6 @@
 // The RS-485 drivers: one table of rows per camera, and the few tests a table cannot hold.
 #include <algorithm>
+#include <functional>
 
 #include "core/report.h"
 #include "protocols/rs485/pelco_d.h"
@@ -835,6 +836,57 @@ TEST_F(Inos, PanAnswerOnTimeLateNoisyTwiceOrNever) {
     for (int pass = 0; pass < 100 && board.find("ioctl", "/dev/con2rec").size() < 2; ++pass) d->run_once();
     EXPECT_EQ(writes().size(), 2u);
     EXPECT_LE(board.now() - t0, 2 * (45000 + 2000000));
+}
+
+// The aux tables of the SPD pair and the ScanDome pair, every code on and off, against their rules; the
+// bytes a camera does not look at count too.
+TEST_F(Rs485, SpdAndScanDomeAuxTables) {
+    using Frames = std::vector<Bytes>;
+    const auto spd_aux = [](int v, bool on) -> Frames {
+        switch (v) {
+            case 110: return {on ? spd(0x71, 0, 0xFF, 0xFF) : spd(0x73, 0xFF, 0xFF, 0xFF)};
+            case 111: return {spd(0x71, 1, 0, 0xFF)};
+            case 595: return {spd(0xB1, !on, 0xFF, 0xFF)};
+            case 730: return {spd(0x100, 0, 0, 0xFF)};
+            case 731: return {spd(0x200, 0, 0, 0xFF)};
+            case 740: return {spd(0xB1, 1, 0xFF, 0xFF)};
+            case 900: return {spd(0x45, 1, 0xFF, 0xFF)};
+            case 902: return {spd(0x45, 2, 0xFF, 0xFF)};
+            default: return {};
+        }
+    };
+    const auto variant_aux = [](int v, bool on) -> Frames {
+        if (v >= 711 && v <= 716) return {spd(0x21, static_cast<uint8_t>(v - 711), 0, 0xFF)};
+        return {spd(0x8001, static_cast<uint8_t>(v), on, 0xFF)};
+    };
+    // ScanDome, or scandome2 (`two`): (command, 0x80, data 2).
+    const auto sd_aux = [](int v, bool on, bool two) -> Frames {
+        const auto f = [](int cmd, int d2) {
+            return Frames{sd(static_cast<uint8_t>(cmd), 0x80, static_cast<uint8_t>(d2))};
+        };
+        if (v == 595 || (v == 730 && !two)) return f(0x19, 0x80);
+        if (v == 602 && !two) return f(on ? 0x28 : 0x29, 0x80);
+        if (v >= 701 && v <= 704) return f(on ? 0x2C : 0x2D, 0x81 + v - 701);
+        if (v >= 711 && v <= 718 && !two) return f(0x13, 0x81 + v - 711);
+        if (v >= 721 && v <= 728) return f(0x17, 0x81 + v - 721);
+        if (v == 730) return {sd(0x10, 0x48, 0x80)};
+        if (v == 731) return f(0x1F, 0x80);
+        return {};
+    };
+    const std::pair<uint16_t, std::function<Frames(int, bool)>> tables[] = {
+        {6400, spd_aux},
+        {8705, variant_aux},
+        {2050, [&](int v, bool on) { return sd_aux(v, on, false); }},
+        {2052, [&](int v, bool on) { return sd_aux(v, on, true); }},
+    };
+    for (const auto& [model, want] : tables) {
+        channel(0, 2, model, 1);
+        start();
+        for (int v = 0; v <= 1100; ++v)
+            for (bool on : {true, false})
+                ASSERT_EQ(run(0, aux(static_cast<uint16_t>(v), on)), want(v, on))
+                    << model << " " << v << " " << on;
+    }
 }
 
 }  // namespace
