@@ -209,6 +209,8 @@ TEST_F(Rs485, OneTablePerDriver) {
             {mv(0x40, 0, 2), {spd(0, 0, 0, 0x11)}}, {mv(0x50, 0, 3), {spd(0, 0, 0, 0x11)}},
             // stop after action is not looked at
             {mv(0x20, 0x40, 0, 1), {spd(0x04, 0x20, 1, 0x11)}},
+            // speeds up to 55 go as they are, from 56 at full speed
+            {mv(0x77, 0x40), {spd(0x02, 55, 1, 0x11)}}, {mv(0x78, 0x40), {spd(0x02, 0x40, 1, 0x11)}},
             {CmdBuilder(0xE013), {spd(0)}},
             {CmdBuilder(0xE014).arg16(0), {spd(0x07, 0, 0xFF, 0xFF)}},
             // 1 ms in place of the acknowledgement
@@ -222,7 +224,8 @@ TEST_F(Rs485, OneTablePerDriver) {
         {"SRX-100B", 6401, 1, {
             // both speeds whichever axis moves; no stop after an action
             {mv(0x10, 0x40, 0, 1), {spd(0x04, 0x3F, 0x3F)}},
-            // a lens key at the centre: the all-zero word
+            // the lens keys at speed 4 in data 3; a lens key at the centre: the all-zero word
+            {mv(0x60, 0, 1), {spd(0x0420, 0, 0, 4)}}, {mv(0x20, 0, 2), {spd(0x0100, 0, 0, 4)}},
             {mv(0x40, 0, 2), {spd(0)}},
             // the SPD sender's waits
             {CmdBuilder(0xE013), {spd(0x0400)}, nullptr, kSpdWaits},
@@ -838,9 +841,9 @@ TEST_F(Inos, PanAnswerOnTimeLateNoisyTwiceOrNever) {
     EXPECT_LE(board.now() - t0, 2 * (45000 + 2000000));
 }
 
-// The aux tables of the SPD pair and the ScanDome pair, every code on and off, against their rules; the
-// bytes a camera does not look at count too.
-TEST_F(Rs485, SpdAndScanDomeAuxTables) {
+// The aux tables of the SPD pair, the ScanDome pair and EZ/F2E, every code on and off, against their rules;
+// the bytes a camera does not look at count too.
+TEST_F(Rs485, AuxTablesOverEveryCode) {
     using Frames = std::vector<Bytes>;
     const auto spd_aux = [](int v, bool on) -> Frames {
         switch (v) {
@@ -873,11 +876,30 @@ TEST_F(Rs485, SpdAndScanDomeAuxTables) {
         if (v == 731) return f(0x1F, 0x80);
         return {};
     };
+    // EZ, or F2E: one command byte, or the command, the index in the range and a zero.
+    const auto wkc_aux = [](int v, bool on, bool f2e) -> Frames {
+        const Head& h = f2e ? kF2e : kEz;
+        const auto one = [&](int c) { return Frames{wkc(h, {static_cast<uint8_t>(c)}, 1)}; };
+        const auto three = [&](int c, int first) {
+            return Frames{wkc(h, {static_cast<uint8_t>(c), static_cast<uint8_t>(v - first), 0}, 1)};
+        };
+        if (v == 602) return f2e ? one(on ? 0x28 : 0x29) : on ? Frames{} : one(0x01);
+        if (v == 595) return one(f2e ? 0x24 : 0xA3);
+        if (v == 730) return one(f2e ? 0x2C : 0xA2);
+        if (v == 731) return one(f2e ? 0x27 : 0xA1);
+        if (v >= 551 && v <= 558) return three(f2e ? 0x13 : 0x8A, 551);
+        if (v >= 701 && v <= 704) return three(f2e ? (on ? 0x18 : 0x19) : (on ? 0x8C : 0x8D), 701);
+        if (v >= 711 && v <= 718) return three(f2e ? 0x12 : 0x86, 711);
+        if (v >= 721 && v <= 728) return three(f2e ? 0x14 : 0x88, 721);
+        return {};
+    };
     const std::pair<uint16_t, std::function<Frames(int, bool)>> tables[] = {
         {6400, spd_aux},
         {8705, variant_aux},
         {2050, [&](int v, bool on) { return sd_aux(v, on, false); }},
         {2052, [&](int v, bool on) { return sd_aux(v, on, true); }},
+        {kEz.model, [&](int v, bool on) { return wkc_aux(v, on, false); }},
+        {kF2e.model, [&](int v, bool on) { return wkc_aux(v, on, true); }},
     };
     for (const auto& [model, want] : tables) {
         channel(0, 2, model, 1);
