@@ -163,7 +163,8 @@ TEST_F(Rs485, OneTablePerDriver) {
             // focus far (x below the centre), byte for byte: command bits 8..14 and 0..6, XOR over STX to ETX
             {mv(0x30, 0, 2), {{0xA0, 0x00, 0x01, 0x00, 0x10, 0x00, 0xAF, 0x1E}}},
             {mv(0x20, 0x40, 0, 1), {pp(0x04, 0x20, 0), pp(0)}, nullptr, {10000, 35000, 10000, 35000}},
-            {CmdBuilder(0xE013), {pp(0)}}}},
+            // no iris: a stop at speed 0
+            {mv(0x50, 0x50, 3), {pp(0)}}, {CmdBuilder(0xE013), {pp(0)}}}},
         // cameras 33 and 0 wrap round to line addresses 0 and 31
         {"Pelco-P 33", 0x1601, 33, {{CmdBuilder(0xE013), {{0xA0, 0x00, 0, 0, 0, 0, 0xAF, 0x0F}}}}},
         {"Pelco-P 0", 0x1601, 0, {{CmdBuilder(0xE013), {{0xA0, 0x1F, 0, 0, 0, 0, 0xAF, 0x10}}}}},
